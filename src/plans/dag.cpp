@@ -1,0 +1,144 @@
+#include "dag.h"
+
+#include <cmath>
+#include <cstring>
+#include <stdexcept>
+
+namespace qrbgen::plans {
+
+int Dag::make(Op op, int a, int b, int imm) {
+    Key k{op, a, b, imm};
+    auto it = index_.find(k);
+    if (it != index_.end()) return it->second;
+    int id = static_cast<int>(nodes_.size());
+    nodes_.push_back(Node{op, a, b, imm});
+    index_.emplace(k, id);
+    return id;
+}
+
+int Dag::constIndex(const std::vector<double>& lanes) {
+    for (std::size_t i = 0; i < consts_.size(); ++i) {
+        const auto& l = consts_[i].lanes;
+        if (l.size() == lanes.size() && std::memcmp(l.data(), lanes.data(), l.size() * sizeof(double)) == 0)
+            return static_cast<int>(i);
+    }
+    consts_.push_back(Constant{lanes});
+    return static_cast<int>(consts_.size() - 1);
+}
+
+Ref Dag::input(int slot) { return Ref{make(Op::Input, -1, -1, slot), false}; }
+
+// Addition is commutative: one node serves both operand orders.
+Ref Dag::addPos(int x, int y) {
+    if (x > y) std::swap(x, y);
+    return Ref{make(Op::Add, x, y, 0), false};
+}
+
+// x - y and y - x are the same operation up to the sign of the result; the
+// one that exists already is reused.
+Ref Dag::subPos(int x, int y) {
+    auto it = index_.find(Key{Op::Sub, y, x, 0});
+    if (it != index_.end()) return Ref{it->second, true};
+    return Ref{make(Op::Sub, x, y, 0), false};
+}
+
+Ref Dag::add(Ref x, Ref y) {
+    if (x.isZero()) return y;
+    if (y.isZero()) return x;
+    if (!x.neg && !y.neg) return addPos(x.id, y.id);
+    if (!x.neg && y.neg) return subPos(x.id, y.id);
+    if (x.neg && !y.neg) return subPos(y.id, x.id);
+    return -addPos(x.id, y.id);
+}
+
+Ref Dag::sub(Ref x, Ref y) { return add(x, -y); }
+
+Ref Dag::mulC(double c, Ref x) {
+    if (x.isZero() || c == 0.0) return zero();
+    if (c == 1.0) return x;
+    if (c == -1.0) return -x;
+    int k = constIndex({std::fabs(c)});
+    int kn = make(Op::Const, -1, -1, k);
+    Ref r{make(Op::Mul, kn, x.id, 0), false};
+    return (c < 0) != x.neg ? -r : r;
+}
+
+Ref Dag::mulK(const std::vector<double>& lanes, Ref x) {
+    if (x.isZero()) return zero();
+    int k = constIndex(lanes);
+    int kn = make(Op::Const, -1, -1, k);
+    Ref r{make(Op::Mul, kn, x.id, 0), false};
+    return x.neg ? -r : r;
+}
+
+Ref Dag::scale(Ref x) {
+    if (x.isZero()) throw std::logic_error("scale of an exact zero");
+    if (x.neg) throw std::logic_error("scaled output carried with negative sign");
+    if (scaleNode_ < 0) scaleNode_ = make(Op::Scale, -1, -1, 0);
+    return Ref{make(Op::Mul, scaleNode_, x.id, 0), false};
+}
+
+Ref Dag::xchg(Ref x) {
+    if (x.isZero()) return x;
+    return Ref{make(Op::Xchg, x.id, -1, 0), x.neg};
+}
+
+Ref Dag::mask(Ref x) {
+    if (x.isZero()) return x;
+    return Ref{make(Op::Mask, x.id, -1, 0), x.neg};
+}
+
+Ref Dag::shuf(int kind, Ref x, Ref y) {
+    if (x.neg || y.neg) throw std::logic_error("shuffle of a negated value");
+    return Ref{make(Op::Shuf, x.id, y.id, kind), false};
+}
+
+void Dag::output(int slot, Ref value) {
+    if (value.isZero() || value.neg) throw std::logic_error("output " + std::to_string(slot) + " is not a positive value");
+    outputs_.emplace_back(slot, value.id);
+}
+
+std::vector<bool> Dag::live() const {
+    std::vector<bool> lv(nodes_.size(), false);
+    for (auto& o : outputs_) lv[static_cast<std::size_t>(o.second)] = true;
+    for (std::size_t i = nodes_.size(); i-- > 0;) {
+        if (!lv[i]) continue;
+        const Node& n = nodes_[i];
+        if (n.a >= 0) lv[static_cast<std::size_t>(n.a)] = true;
+        if (n.b >= 0) lv[static_cast<std::size_t>(n.b)] = true;
+    }
+    return lv;
+}
+
+std::vector<int> Dag::consumers() const {
+    std::vector<bool> lv = live();
+    std::vector<int> c(nodes_.size(), 0);
+    for (std::size_t i = 0; i < nodes_.size(); ++i) {
+        if (!lv[i]) continue;
+        const Node& n = nodes_[i];
+        if (n.a >= 0) ++c[static_cast<std::size_t>(n.a)];
+        if (n.b >= 0) ++c[static_cast<std::size_t>(n.b)];
+    }
+    for (auto& o : outputs_) ++c[static_cast<std::size_t>(o.second)];
+    return c;
+}
+
+OpCounts Dag::counts() const {
+    std::vector<bool> lv = live();
+    OpCounts c;
+    for (std::size_t i = 0; i < nodes_.size(); ++i) {
+        if (!lv[i]) continue;
+        switch (nodes_[i].op) {
+            case Op::Add: ++c.add; break;
+            case Op::Sub: ++c.sub; break;
+            case Op::Mul: ++c.mul; break;
+            case Op::Xchg: ++c.xchg; break;
+            case Op::Mask: ++c.mask; break;
+            case Op::Shuf: ++c.shuf; break;
+            default: break;
+        }
+    }
+    return c;
+}
+
+}  // namespace qrbgen::plans

@@ -1,0 +1,232 @@
+#include "emit.h"
+
+#include <cmath>
+#include <cstdio>
+#include <sstream>
+#include <stdexcept>
+
+namespace qrbgen::plans {
+
+std::string lit(double v) {
+    if (v == 1.0) return "1.0";
+    char buf[64];
+    std::snprintf(buf, sizeof buf, "%a", v);
+    return buf;
+}
+std::string litF(float v) {
+    if (v == 1.0f) return "1.0f";
+    char buf[64];
+    std::snprintf(buf, sizeof buf, "%af", static_cast<double>(v));
+    return buf;
+}
+
+namespace {
+
+const char* elemSuffix(Elem e) { return e == Elem::C64 ? "64fc" : "32fc"; }
+
+std::string baseName(const KernelDag& k) {
+    return std::string(k.inverse ? "DFTInv" : "DFTFwd") + "_CToC_" + std::to_string(k.n) + "_" + elemSuffix(k.elem);
+}
+
+// The scale constants of a kernel: 1/N and 1/sqrt(N) evaluated in double.
+struct Scales {
+    double invN, invSqrtN;
+};
+Scales scales(int n) { return {1.0 / n, 1.0 / std::sqrt(static_cast<double>(n))}; }
+
+// The flag test and scale selection: one switch, no other branch follows.
+// `assign` is called with the scale's literal and must give a statement.
+template <class F>
+std::string flagSwitch(const KernelDag& k, F assign, bool single) {
+    Scales s = scales(k.n);
+    auto L = [&](double v) { return single ? litF(static_cast<float>(v)) : lit(v); };
+    std::string one = single ? "1.0f" : "1.0";
+    std::string byN = L(s.invN), bySqrt = L(s.invSqrtN);
+    std::ostringstream o;
+    o << "    switch (flag) {\n";
+    o << "        case ScaleFwdByN: " << assign(k.inverse ? one : byN) << " break;\n";
+    o << "        case ScaleInvByN: " << assign(k.inverse ? byN : one) << " break;\n";
+    o << "        case ScaleBySqrtN: " << assign(bySqrt) << " break;\n";
+    o << "        case ScaleNone: " << assign(one) << " break;\n";
+    o << "        default: return StatusBadFlag;\n";
+    o << "    }\n";
+    return o.str();
+}
+
+// Emission order: nodes in creation order (which is topological), each load
+// placed right before its first use and each store right after its value.
+// Since every output of a transform depends on every input, all loads then
+// come before the first store, which keeps src == dst safe.
+// With loadsFirst every load is emitted at the top instead (for kernels in
+// which an output does not depend on every input slot).
+template <class EmitNode, class EmitLoad, class EmitStore>
+void schedule(const Dag& d, EmitNode emitNode, EmitLoad emitLoad, EmitStore emitStore, bool loadsFirst = false) {
+    std::vector<bool> lv = d.live();
+    std::vector<bool> loaded(d.nodes().size(), false);
+    std::vector<int> outSlot(d.nodes().size(), -1);
+    for (auto& o : d.outputs()) outSlot[static_cast<std::size_t>(o.second)] = o.first;
+    bool stored = false;
+    if (loadsFirst)
+        for (std::size_t i = 0; i < d.nodes().size(); ++i)
+            if (lv[i] && d.nodes()[i].op == Op::Input) {
+                loaded[i] = true;
+                emitLoad(static_cast<int>(i));
+            }
+    auto ensure = [&](int id) {
+        if (id < 0 || loaded[static_cast<std::size_t>(id)]) return;
+        if (d.node(id).op != Op::Input) return;
+        if (stored) throw std::logic_error("a load would follow a store");
+        loaded[static_cast<std::size_t>(id)] = true;
+        emitLoad(id);
+    };
+    for (std::size_t i = 0; i < d.nodes().size(); ++i) {
+        if (!lv[i]) continue;
+        const Node& n = d.nodes()[i];
+        if (n.op == Op::Input || n.op == Op::Const || n.op == Op::Scale) continue;
+        ensure(n.a);
+        ensure(n.b);
+        emitNode(static_cast<int>(i));
+        if (outSlot[i] >= 0) {
+            emitStore(outSlot[i], static_cast<int>(i));
+            stored = true;
+        }
+    }
+}
+
+std::string v(int id) { return "v" + std::to_string(id); }
+
+}  // namespace
+
+std::string dftName(const KernelDag& k) { return "qrbg" + baseName(k); }
+std::string dftUnalignedName(const KernelDag& k) { return "owng" + baseName(k) + "_unaligned"; }
+
+std::string emitPair64fc(const KernelDag& k) {
+    const Dag& d = k.dag;
+    const std::string base = baseName(k);
+    std::ostringstream o;
+    // Constant table: one aligned pair per constant.
+    o << "alignas(16) const double kK_" << base << "[][2] = {\n";
+    for (const Constant& c : d.constants()) {
+        if (c.lanes.size() == 1) o << "    {" << lit(c.lanes[0]) << ", " << lit(c.lanes[0]) << "},\n";
+        else o << "    {" << lit(c.lanes[0]) << ", " << lit(c.lanes[1]) << "},\n";
+    }
+    if (d.constants().empty()) o << "    {0.0, 0.0},\n";
+    o << "};\n\n";
+    o << "template <bool kAligned>\nQRBG_ALWAYS_INLINE void body_" << base
+      << "(const double* x, double* y, __m128d vs) {\n";
+    o << "    (void)vs;\n";
+    schedule(
+        d,
+        [&](int id) {
+            const Node& n = d.node(id);
+            o << "    const __m128d " << v(id) << " = ";
+            switch (n.op) {
+                case Op::Add: o << "_mm_add_pd(" << v(n.a) << ", " << v(n.b) << ")"; break;
+                case Op::Sub: o << "_mm_sub_pd(" << v(n.a) << ", " << v(n.b) << ")"; break;
+                case Op::Mul:
+                    if (d.node(n.a).op == Op::Scale) o << "_mm_mul_pd(" << v(n.b) << ", vs)";
+                    else o << "_mm_mul_pd(" << v(n.b) << ", _mm_load_pd(kK_" << base << "[" << d.node(n.a).imm << "]))";
+                    break;
+                case Op::Xchg: o << "_mm_shuffle_pd(" << v(n.a) << ", " << v(n.a) << ", 1)"; break;
+                case Op::Mask: o << "_mm_xor_pd(" << v(n.a) << ", qrbg::signMaskLo())"; break;
+                default: throw std::logic_error("pair emitter: unexpected operation");
+            }
+            o << ";\n";
+        },
+        [&](int id) {
+            o << "    const __m128d " << v(id) << " = qrbg::ld2<kAligned>(x + " << 2 * d.node(id).imm << ");\n";
+        },
+        [&](int slot, int id) { o << "    qrbg::st2<kAligned>(y + " << 2 * slot << ", " << v(id) << ");\n"; });
+    o << "}\n\n";
+
+    const std::string name = dftName(k), un = dftUnalignedName(k);
+    const std::string sig = "(const Qrbg64fc* src, Qrbg64fc* dst, int32_t flag)";
+    auto tests = [&]() {
+        std::ostringstream t;
+        t << "    if (src == nullptr) return StatusNullPointer;\n";
+        t << "    if (dst == nullptr) return StatusNullPointer;\n";
+        t << "    double s;\n";
+        t << flagSwitch(k, [](const std::string& l) { return "s = " + l + ";"; }, false);
+        return t.str();
+    };
+    const std::string call = "(reinterpret_cast<const double*>(src), reinterpret_cast<double*>(dst), _mm_set1_pd(s));\n";
+    if (k.n >= 5) {
+        o << "QRBG_NOINLINE Status " << un << sig << " {\n" << tests();
+        o << "    body_" << base << "<false>" << call << "    return StatusOk;\n}\n\n";
+        o << "}  // namespace\n\n";
+        o << "extern \"C\" QRBG_API Status " << name << sig << " {\n";
+        o << "    if (qrbg::misaligned(src, dst)) return " << un << "(src, dst, flag);\n" << tests();
+        o << "    body_" << base << "<true>" << call << "    return StatusOk;\n}\n";
+    } else {
+        o << "}  // namespace\n\n";
+        o << "extern \"C\" QRBG_API Status " << name << sig << " {\n";
+        o << "    const bool aligned = !qrbg::misaligned(src, dst);\n" << tests();
+        o << "    if (aligned) body_" << base << "<true>" << call;
+        o << "    else body_" << base << "<false>" << call;
+        o << "    return StatusOk;\n}\n";
+    }
+    return "namespace {\n\n" + o.str();
+}
+
+std::string emitScalar32fc(const KernelDag& k) {
+    const Dag& d = k.dag;
+    const std::string base = baseName(k);
+    std::vector<int> cons = d.consumers();
+    std::vector<bool> isOut(d.nodes().size(), false);
+    for (auto& out : d.outputs()) isOut[static_cast<std::size_t>(out.second)] = true;
+    // Precision of every node: true = double.
+    std::vector<char> dbl(d.nodes().size(), 0);
+    std::ostringstream o;
+    o << "namespace {\n\nQRBG_ALWAYS_INLINE void body_" << base << "(const float* x, float* y, float s) {\n";
+    auto operand = [&](int id) {
+        // A single operand of a double operation is widened, which is exact.
+        return dbl[static_cast<std::size_t>(id)] ? v(id) : "static_cast<double>(" + v(id) + ")";
+    };
+    schedule(
+        d,
+        [&](int id) {
+            const Node& n = d.node(id);
+            std::string expr;
+            bool isD = false;
+            switch (n.op) {
+                case Op::Add:
+                case Op::Sub: {
+                    const char* opc = n.op == Op::Add ? " + " : " - ";
+                    isD = dbl[static_cast<std::size_t>(n.a)] || dbl[static_cast<std::size_t>(n.b)];
+                    expr = isD ? operand(n.a) + opc + operand(n.b) : v(n.a) + opc + v(n.b);
+                    break;
+                }
+                case Op::Mul:
+                    if (d.node(n.a).op == Op::Scale) {
+                        isD = dbl[static_cast<std::size_t>(n.b)];
+                        expr = isD ? v(n.b) + " * static_cast<double>(s)" : v(n.b) + " * s";
+                    } else {
+                        isD = true;
+                        expr = operand(n.b) + " * " + lit(d.constants()[static_cast<std::size_t>(d.node(n.a).imm)].lanes.at(0));
+                    }
+                    break;
+                default: throw std::logic_error("scalar emitter: unexpected operation");
+            }
+            const bool variable = cons[static_cast<std::size_t>(id)] > 1 || isOut[static_cast<std::size_t>(id)];
+            if (isD && variable) {
+                // A double expression is rounded to single once, at its root.
+                o << "    const float " << v(id) << " = static_cast<float>(" << expr << ");\n";
+            } else {
+                dbl[static_cast<std::size_t>(id)] = isD;
+                o << "    const " << (isD ? "double " : "float ") << v(id) << " = " << expr << ";\n";
+            }
+        },
+        [&](int id) { o << "    const float " << v(id) << " = x[" << d.node(id).imm << "];\n"; },
+        [&](int slot, int id) { o << "    y[" << slot << "] = " << v(id) << ";\n"; }, true);
+    o << "}\n\n}  // namespace\n\n";
+    o << "extern \"C\" QRBG_API Status " << dftName(k) << "(const Qrbg32fc* src, Qrbg32fc* dst, int32_t flag) {\n";
+    o << "    if (src == nullptr) return StatusNullPointer;\n";
+    o << "    if (dst == nullptr) return StatusNullPointer;\n";
+    o << "    float s;\n";
+    o << flagSwitch(k, [](const std::string& l) { return "s = " + l + ";"; }, true);
+    o << "    body_" << base << "(reinterpret_cast<const float*>(src), reinterpret_cast<float*>(dst), s);\n";
+    o << "    return StatusOk;\n}\n";
+    return o.str();
+}
+
+}  // namespace qrbgen::plans

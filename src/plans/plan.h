@@ -1,0 +1,33 @@
+// A size plan as a tree: leaves are base transforms, inner nodes are
+// Cooley-Tukey (C) and Good-Thomas (G) splits; the first child is the stage
+// that touches the input.
+#pragma once
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace qrbgen::plans {
+
+enum class Elem { C32, C64 };  // the complex element types 32fc and 64fc
+
+struct PlanNode {
+    enum Kind { Leaf, CT, GT, Rader, Chirp } kind = Leaf;
+    int n = 0;             // transform length of this node
+    bool sumDiff = false;  // leaf 5s: sum-difference form on real-weighted data
+    bool realRader = false;  // leaf 7r: real-coefficient prime network
+    std::vector<PlanNode> kids;  // CT/GT: {first stage, second stage}
+
+    std::string str() const;
+    bool isLeaf() const { return kind == Leaf; }
+};
+
+// Parses a plan string such as "C(4,G(3,2))" or "G(5s,7r)" and checks it:
+// the factors must multiply to the node's length, Good-Thomas factors must
+// be coprime and, for 64fc, a Cooley-Tukey split with an even first factor
+// needs an odd block of 2 or 4. Throws std::invalid_argument otherwise.
+PlanNode parsePlan(const std::string& text, Elem elem);
+
+// The same, and also checks that the plan has length n.
+PlanNode parsePlanFor(const std::string& text, int n, Elem elem);
+
+}  // namespace qrbgen::plans

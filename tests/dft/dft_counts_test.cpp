@@ -1,0 +1,64 @@
+// The generator's operation counts against the plan table, for every
+// kernel that is built: products, additions and subtractions, lane
+// exchanges and sign masks.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "plan_table.h"
+
+namespace {
+
+struct Row {
+    const char* elem;
+    int n;
+    bool inverse;
+    int add, sub, mul, xchg, mask, shuf;
+};
+const Row kCounts[] = {
+#include "dft_counts.inc"
+};
+
+// The base formulas fix the order and sign of every operation, so the split
+// between additions and subtractions is fixed there; elsewhere only their sum
+// is a property of the plan.
+bool splitFixed(const std::string& elem, int n) {
+    return elem == "32fc" || n == 2 || n == 3 || n == 4 || n == 5 || n == 7 || n == 8;
+}
+
+}  // namespace
+
+TEST(DftCounts, MatchThePlanTable) {
+    int checked = 0;
+    for (const Row& r : kCounts) {
+        const auto* row = qrbgen::plans::planRow(r.n);
+        ASSERT_NE(row, nullptr);
+        const std::string elem = r.elem;
+        const std::string what = elem + " N=" + std::to_string(r.n) + (r.inverse ? " inverse" : " forward");
+        if (elem == "64fc") {
+            const auto& t = row->counts64fc;
+            EXPECT_EQ(r.add + r.sub, t.add + t.sub) << what;
+            EXPECT_EQ(r.mul, t.mul) << what;
+            EXPECT_EQ(r.xchg, t.exchanges) << what;
+            EXPECT_EQ(r.mask, t.masks) << what;
+            EXPECT_EQ(r.shuf, 0) << what;
+            if (splitFixed(elem, r.n) && !(r.inverse && qrbgen::plans::inverseSplitDiffers64fc(r.n))) {
+                EXPECT_EQ(r.add, t.add) << what;
+                EXPECT_EQ(r.sub, t.sub) << what;
+            }
+        } else {
+            const auto& t = row->counts32fc;
+            EXPECT_EQ(r.add, t.add) << what;
+            EXPECT_EQ(r.sub, t.sub) << what;
+            EXPECT_EQ(r.mul, t.mul) << what;
+        }
+        ++checked;
+    }
+    EXPECT_GT(checked, 0);
+}
+
+TEST(DftCounts, PlanTableIsComplete) {
+    const auto& t = qrbgen::plans::planTable();
+    ASSERT_EQ(t.size(), 63u);
+    for (int n = 2; n <= 64; ++n) EXPECT_NE(qrbgen::plans::planRow(n), nullptr) << n;
+}

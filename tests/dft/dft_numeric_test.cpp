@@ -1,0 +1,153 @@
+// What the complex kernels compute: accuracy against the exact sum, the
+// scale as the last multiplication under every flag, impulses, constants and
+// the round trip, at every built length, both directions and types.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "dft_test_util.h"
+#include "test_util.h"
+
+using namespace qrbtest;
+
+namespace {
+
+template <class T>
+std::vector<T> run(typename Types<T>::Fn f, const std::vector<T>& x, int flag) {
+    std::vector<T> y(x.size());
+    using C = typename Types<T>::C;
+    EXPECT_EQ(f(reinterpret_cast<const C*>(x.data()), reinterpret_cast<C*>(y.data()), flag), StatusOk);
+    return y;
+}
+
+template <class T>
+double relativeError(const std::vector<T>& y, const std::vector<std::complex<long double>>& ref, long double s) {
+    long double maxErr = 0, maxRef = 0;
+    for (std::size_t k = 0; k < ref.size(); ++k) {
+        std::complex<long double> got(y[2 * k], y[2 * k + 1]);
+        maxErr = std::max(maxErr, std::abs(got - ref[k] * s));
+        maxRef = std::max(maxRef, std::abs(ref[k] * s));
+    }
+    return static_cast<double>(maxErr / maxRef);
+}
+
+template <class T>
+void accuracy(double bound) {
+    for (const auto& k : kernels<T>()) {
+        for (int trial = 0; trial < 3; ++trial) {
+            auto x = randomReals<T>(2 * static_cast<std::size_t>(k.n), 1000u * k.n + trial);
+            for (bool inverse : {false, true}) {
+                auto ref = referenceDft(x, k.n, inverse);
+                for (int flag : kFlags) {
+                    auto y = run<T>(inverse ? k.inv : k.fwd, x, flag);
+                    long double s = scaleFor<double>(k.n, inverse, flag);
+                    EXPECT_LT(relativeError(y, ref, s), bound)
+                        << Types<T>::name << " N=" << k.n << (inverse ? " inverse" : " forward") << " flag " << flag;
+                }
+            }
+        }
+    }
+}
+
+// Under every flag each output is the ScaleNone output times the kernel's
+// scale constant, rounded once: the scale is the last operation.
+template <class T>
+void scaleIsLast() {
+    for (const auto& k : kernels<T>()) {
+        auto x = randomReals<T>(2 * static_cast<std::size_t>(k.n), 77u * k.n);
+        for (bool inverse : {false, true}) {
+            auto f = inverse ? k.inv : k.fwd;
+            auto plain = run<T>(f, x, ScaleNone);
+            for (int flag : kFlags) {
+                T s = scaleFor<T>(k.n, inverse, flag);
+                auto y = run<T>(f, x, flag);
+                for (std::size_t i = 0; i < y.size(); ++i) {
+                    T expect = plain[i] * s;
+                    ASSERT_TRUE(sameBits(&y[i], &expect, sizeof(T)))
+                        << Types<T>::name << " N=" << k.n << " flag " << flag << " element " << i;
+                }
+            }
+            // Flags that mean "no scaling" in this direction give the same bits.
+            auto same = run<T>(f, x, inverse ? ScaleFwdByN : ScaleInvByN);
+            EXPECT_TRUE(sameBits(same.data(), plain.data(), plain.size() * sizeof(T)));
+        }
+    }
+}
+
+template <class T>
+void impulseAndConstant() {
+    for (const auto& k : kernels<T>()) {
+        const std::size_t n = static_cast<std::size_t>(k.n);
+        for (bool inverse : {false, true}) {
+            auto f = inverse ? k.inv : k.fwd;
+            for (int flag : kFlags) {
+                std::vector<T> x(2 * n, T(0));
+                x[0] = 1;
+                auto y = run<T>(f, x, flag);
+                const T s = scaleFor<T>(k.n, inverse, flag);
+                for (std::size_t i = 0; i < n; ++i) {
+                    EXPECT_EQ(y[2 * i], s) << Types<T>::name << " N=" << k.n << " bin " << i;
+                    EXPECT_EQ(y[2 * i + 1], T(0)) << Types<T>::name << " N=" << k.n << " bin " << i;
+                }
+            }
+            std::vector<T> ones(2 * n, T(0));
+            for (std::size_t i = 0; i < n; ++i) ones[2 * i] = 1;
+            auto y = run<T>(f, ones, ScaleNone);
+            EXPECT_EQ(y[0], static_cast<T>(k.n));
+            EXPECT_EQ(y[1], T(0));
+            const T tol = k.n % 7 == 0 || k.n % 11 == 0 ? T(64) * std::numeric_limits<T>::epsilon() : T(0);
+            for (std::size_t i = 2; i < 2 * n; ++i) EXPECT_LE(std::fabs(y[i]), tol) << "N=" << k.n << " slot " << i;
+        }
+    }
+}
+
+template <class T>
+void roundTrip(double bound) {
+    for (const auto& k : kernels<T>()) {
+        auto x = randomReals<T>(2 * static_cast<std::size_t>(k.n), 5u * k.n);
+        const std::pair<int, int> pairs[] = {
+            {ScaleFwdByN, ScaleFwdByN}, {ScaleNone, ScaleInvByN}, {ScaleBySqrtN, ScaleBySqrtN}};
+        for (auto [ff, fi] : pairs) {
+            auto back = run<T>(k.inv, run<T>(k.fwd, x, ff), fi);
+            double err = 0;
+            for (std::size_t i = 0; i < x.size(); ++i) err = std::max(err, std::fabs(double(back[i]) - double(x[i])));
+            EXPECT_LT(err, bound) << Types<T>::name << " N=" << k.n << " flags " << ff << "," << fi;
+        }
+    }
+}
+
+// Forward and inverse run the same network; the join places each pair the
+// other way round, so inverse X[k] is forward X[N-k] bit for bit.
+template <class T>
+void reversal(const std::vector<int>& lengths) {
+    for (const auto& k : kernels<T>()) {
+        if (std::find(lengths.begin(), lengths.end(), k.n) == lengths.end()) continue;
+        auto x = randomReals<T>(2 * static_cast<std::size_t>(k.n), 9u * k.n);
+        auto f = run<T>(k.fwd, x, ScaleNone), b = run<T>(k.inv, x, ScaleNone);
+        for (int i = 0; i < k.n; ++i) {
+            int j = (k.n - i) % k.n;
+            EXPECT_TRUE(sameBits(&b[2 * i], &f[2 * j], 2 * sizeof(T))) << Types<T>::name << " N=" << k.n << " bin " << i;
+        }
+    }
+}
+
+}  // namespace
+
+TEST(DftAccuracy, Single) { accuracy<float>(4e-7); }
+TEST(DftAccuracy, Double) { accuracy<double>(1e-15); }
+TEST(DftScale, IsTheLastMultiplicationSingle) { scaleIsLast<float>(); }
+TEST(DftScale, IsTheLastMultiplicationDouble) { scaleIsLast<double>(); }
+TEST(DftValues, ImpulseAndConstantSingle) { impulseAndConstant<float>(); }
+TEST(DftValues, ImpulseAndConstantDouble) { impulseAndConstant<double>(); }
+TEST(DftValues, RoundTripSingle) { roundTrip<float>(2e-6); }
+TEST(DftValues, RoundTripDouble) { roundTrip<double>(4e-15); }
+TEST(DftValues, ReversalIdentity) {
+    reversal<float>({2,  3,  4,  5,  6,  7,  8,  10, 11, 12, 13, 14, 15, 16, 17, 19, 20, 21, 23,
+                     26, 28, 29, 30, 31, 34, 35, 37, 39, 40, 41, 42, 43, 46, 51, 52, 53, 56, 61});
+    const int except64[] = {11, 22, 23, 25, 29, 31, 33, 43, 44, 46, 47, 49, 50, 55, 58, 59, 61, 62};
+    std::vector<int> lengths64;
+    for (int n = 2; n <= 64; ++n)
+        if (std::find(std::begin(except64), std::end(except64), n) == std::end(except64)) lengths64.push_back(n);
+    reversal<double>(lengths64);
+}
