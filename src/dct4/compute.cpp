@@ -1,0 +1,356 @@
+// Compute of the DCT-IV: direct kernels up to 32 points, and from 64 on the
+// two vector stages (odd-frequency transforms of the columns into the plan's
+// scratch, then the twiddled synthesis kernels into the destination).
+//
+// Compute reads the plan and writes only the destination and the plan's
+// scratch; it allocates nothing and evaluates no trigonometric function.
+#include "kernels.h"
+#include "nodes.h"
+
+namespace qrbg::dct4 {
+
+namespace {
+
+// ---- First stage ---------------------------------------------------------------
+
+// One odd-frequency transform of L points on nu columns. Lane l of point i
+// is x[a + l + stride i] in the first half of the sequence and
+// -x[mirror - l - stride i] in the second, mirror being a + b; lanes are
+// neighbouring source elements, so each point is one unaligned load. Row r
+// of the result goes to out + r rowStride + o by one aligned store.
+template <class V, int L>
+void hGroup(typename V::T* out, I32 rowStride, const typename V::T* src, I32 a, I32 mirror, I32 stride, I32 o) {
+    constexpr int nu = V::lanes;
+    V v[L];
+#pragma GCC unroll 64
+    for (int i = 0; i < L / 2; ++i) v[i] = V::loadu(src + a + stride * i);
+#pragma GCC unroll 64
+    for (int i = L / 2; i < L; ++i) v[i] = V::loadu(src + mirror - stride * i - (nu - 1)).reversed().neg();
+    Cx<V> G[L / 2];
+    H<V, L, 1>(v, G);
+    typename V::T* row = out + o;
+#pragma GCC unroll 32
+    for (int q = 0; q < L / 2; ++q) {
+        G[q].re.store(row + (2 * q) * rowStride);
+        G[q].im.store(row + (2 * q + 1) * rowStride);
+    }
+}
+
+template <class T>
+using HGroupFn = void (*)(T*, I32, const T*, I32, I32, I32, I32);
+
+// Fixed kernels of env5 and env9 by rule 1 to 6.
+template <class T>
+struct HTable {
+    using V = typename VecOf<T>::type;
+    static constexpr HGroupFn<T> fn[7] = {nullptr,        &hGroup<V, 2>,  &hGroup<V, 4>, &hGroup<V, 8>,
+                                          &hGroup<V, 16>, &hGroup<V, 32>, &hGroup<V, 64>};
+};
+
+// ---- Split of long transforms ---------------------------------------------------
+
+// D(m') for one kernel g: z[a], a < m', becomes G[t], t < m'.
+template <class V>
+QRBG_FI void D8(Cx<V>* z, const typename V::T* rt, Cx<V>* G) {
+    constexpr int nu = V::lanes;
+#pragma GCC unroll 8
+    for (int a = 1; a < 8; ++a) z[a] = rot(z[a], V::load(rt + 2 * nu * (a - 1)), V::load(rt + 2 * nu * (a - 1) + nu));
+    F8(z, 1, G, 1);
+}
+
+template <class V, int MP>
+QRBG_FI void D2(Cx<V>* z, const typename V::T* inner, const typename V::T* outer, Cx<V>* G) {
+    constexpr int nu = V::lanes, B = MP / 4;
+#pragma GCC unroll 8
+    for (int s = 1; s < B; ++s) {
+        const V c = V::load(inner + 2 * nu * (s - 1)), sn = V::load(inner + 2 * nu * (s - 1) + nu);
+#pragma GCC unroll 4
+        for (int r = 0; r < 4; ++r) z[r + 4 * s] = rot(z[r + 4 * s], c, sn);
+    }
+    Cx<V> P[4][B];
+#pragma GCC unroll 4
+    for (int r = 0; r < 4; ++r) {
+        if constexpr (B == 4)
+            F4(z[r], z[r + 4], z[r + 8], z[r + 12], P[r], 1);
+        else
+            F8(z + r, 4, P[r], 1);
+    }
+#pragma GCC unroll 8
+    for (int t = 0; t < B; ++t) {
+#pragma GCC unroll 4
+        for (int r = 1; r < 4; ++r) {
+            const typename V::T* p = outer + 2 * nu * (3 * t + r - 1);
+            P[r][t] = rot(P[r][t], V::load(p), V::load(p + nu));
+        }
+        F4(P[0][t], P[1][t], P[2][t], P[3][t], G + t, B);
+    }
+}
+
+template <class T, int MP>
+void env8Kernels(const Env8* e, T* out, const T* in, I32 o) {
+    using V = typename VecOf<T>::type;
+    constexpr int nu = V::lanes;
+    const I32 M = e->M, n = e->n, Lm1 = e->Lm1, c = e->c;
+    const T* tab = static_cast<const T*>(e->table);
+    const T* outerTab = tab + 2 * nu * c * (MP / 4 - 1);
+    for (I32 g = 0; g < c; ++g) {
+        Cx<V> z[MP], G[MP];
+        const T* re = in + (2 * g * MP) * M + o;
+        const T* im = re + MP * M;
+#pragma GCC unroll 32
+        for (int a = 0; a < MP; ++a) z[a] = {V::load(re + a * M), V::load(im + a * M)};
+        if constexpr (MP == 8)
+            D8(z, tab + 2 * nu * 7 * g, G);
+        else
+            D2<V, MP>(z, tab + 2 * nu * (MP / 4 - 1) * g, outerTab + 2 * nu * 3 * (MP / 4) * g, G);
+#pragma GCC unroll 32
+        for (int t = 0; t < MP / 2; ++t) {
+            const I32 q = g + n * t;
+            G[t].re.store(out + (2 * q) * M + o);
+            G[t].im.store(out + (2 * q + 1) * M + o);
+        }
+#pragma GCC unroll 32
+        for (int t = MP / 2; t < MP; ++t) {
+            const I32 q = Lm1 - (g + n * t);
+            G[t].re.store(out + (2 * q) * M + o);
+            G[t].im.neg().store(out + (2 * q + 1) * M + o);
+        }
+    }
+}
+
+// ---- Last stage -----------------------------------------------------------------
+
+// Columns c of rows 2q (u) and 2q+1 (w) for the nu lanes q = q0 + l: a
+// transpose of nu-by-nu blocks of the scratch.
+QRBG_FI void loadColumns(const float* rows, I32 m, int c4, V4f* u, V4f* w) {
+    for (int part = 0; part < 2; ++part) {
+        const float* p = rows + part * m + c4;
+        __m128 r0 = _mm_load_ps(p), r1 = _mm_load_ps(p + 2 * m), r2 = _mm_load_ps(p + 4 * m),
+               r3 = _mm_load_ps(p + 6 * m);
+        _MM_TRANSPOSE4_PS(r0, r1, r2, r3);
+        V4f* d = part ? w : u;
+        d[c4] = {r0}, d[c4 + 1] = {r1}, d[c4 + 2] = {r2}, d[c4 + 3] = {r3};
+    }
+}
+QRBG_FI void loadColumns(const double* rows, I32 m, int c2, V2d* u, V2d* w) {
+    for (int part = 0; part < 2; ++part) {
+        const double* p = rows + part * m + c2;
+        const __m128d r0 = _mm_load_pd(p), r1 = _mm_load_pd(p + 2 * m);
+        V2d* d = part ? w : u;
+        d[c2] = {_mm_unpacklo_pd(r0, r1)}, d[c2 + 1] = {_mm_unpackhi_pd(r0, r1)};
+    }
+}
+
+template <class T, int m>
+void env4Kernels(const Env4* e, T* dst, const T* in) {
+    using V = typename VecOf<T>::type;
+    constexpr int nu = V::lanes;
+    const I32 L = e->L;
+    const T* tab = static_cast<const T*>(e->table);
+    for (I32 g = 0; g < e->groups; ++g) {
+        const I32 q0 = nu * g;
+        V u[m], w[m], v[2 * m];
+        Cx<V> z[m];
+        const T* rows = in + 2 * q0 * m;
+#pragma GCC unroll 8
+        for (int c = 0; c < m; c += nu) loadColumns(rows, m, c, u, w);
+#pragma GCC unroll 32
+        for (int k = 0; k < m; ++k) {
+            const int c = env4Column(m, k);
+            z[c] = rot(Cx<V>{u[c], w[c]}, V::load(tab), V::load(tab + nu));
+            tab += 2 * nu;
+        }
+        Tk<V, m, m == 32>(z, v);
+#pragma GCC unroll 32
+        for (int t = 0; t < m; ++t) v[t].storeu(dst + q0 + L * t);
+#pragma GCC unroll 32
+        for (int t = 1; t <= m; ++t) v[2 * m - t].neg().reversed().storeu(dst + L - q0 - nu + L * (t - 1));
+    }
+}
+
+// ---- Direct kernels, N = 2 to 32 -------------------------------------------------
+
+template <class T, int N, int m>
+struct DirTw {
+    static constexpr int L = N / m, K = L / 2;
+    struct Tab {
+        T c[K][m];
+        T s[K][m];
+    };
+    static constexpr Tab tab = [] {
+        Tab t{};
+        for (int q = 0; q < K; ++q)
+            for (int c = 0; c < m; ++c) {
+                const long double x = static_cast<long double>((2 * q + 1) * (2 * c + 1)) / (4 * N);
+                t.c[q][c] = cpi<T>(x);
+                t.s[q][c] = spi<T>(x);
+            }
+        return t;
+    }();
+};
+
+// The two stages with constants in the code: H(L) on m columns, then K
+// rotations of m values and T(m). Everything is read before anything is
+// written, so the source may be the destination.
+template <class T, int N, int m>
+void directKernel(const T* x, T* y) {
+    using V = Sc<T>;
+    constexpr int L = N / m, K = L / 2;
+    using Tw = DirTw<T, N, m>;
+    Cx<V> G[m][K];
+#pragma GCC unroll 8
+    for (int c = 0; c < m; ++c) {
+        V v[L];
+#pragma GCC unroll 16
+        for (int i = 0; i < L; ++i) {
+            const int p = c + 2 * m * i;
+            v[i] = p < N ? V{x[p]} : V{-x[2 * N - 1 - p]};
+        }
+        H<V, L, 1>(v, G[c]);
+    }
+#pragma GCC unroll 8
+    for (int q = 0; q < K; ++q) {
+        Cx<V> z[m];
+        V v[2 * m];
+#pragma GCC unroll 8
+        for (int c = 0; c < m; ++c) z[c] = rotc(G[c][q], Tw::tab.c[q][c], Tw::tab.s[q][c]);
+        Tk<V, m, false>(z, v);
+#pragma GCC unroll 8
+        for (int t = 0; t < m; ++t) y[q + L * t] = v[t].v;
+#pragma GCC unroll 8
+        for (int t = 1; t <= m; ++t) y[L - 1 - q + L * (t - 1)] = -v[2 * m - t].v;
+    }
+}
+
+template <class T>
+void direct2(const T* x, T* y) {
+    constexpr T c = cpi<T>(1.0L / 8), s = spi<T>(1.0L / 8);
+    const T x0 = x[0], x1 = x[1];
+    y[0] = c * x0 + s * x1;
+    y[1] = s * x0 - c * x1;
+}
+
+// N = 4: the two rotations by 7 pi/16 and 5 pi/16 in three lifting steps
+// each (tangent of the half angle, sine of the angle), then one butterfly.
+template <class T>
+void direct4(const T* x, T* y) {
+    constexpr T t0 = static_cast<T>(__builtin_tanl(kPiL * 7 / 32)), s0 = spi<T>(7.0L / 16);
+    constexpr T t1 = static_cast<T>(__builtin_tanl(kPiL * 5 / 32)), s1 = spi<T>(5.0L / 16);
+    constexpr T h = kH<T>;
+    const T a = x[0], b = x[3], c = x[1], d = x[2];
+    const T a1 = a - t0 * b, P0 = b + s0 * a1, Q0 = a1 - t0 * P0;
+    const T c1 = c - t1 * d, P1 = d + s1 * c1, Q1 = c1 - t1 * P1;
+    const T dp = h * (P0 - P1), sq = h * (Q0 + Q1);
+    y[0] = P0 + P1;
+    y[1] = dp + sq;
+    y[2] = dp - sq;
+    y[3] = Q0 - Q1;
+}
+
+}  // namespace
+
+template <class T>
+void Ops<T>::direct(I32 rule, const T* src, T* dst) {
+    switch (rule) {
+        case 1: direct2<T>(src, dst); break;
+        case 2: direct4<T>(src, dst); break;
+        case 3: directKernel<T, 8, 2>(src, dst); break;
+        case 4: directKernel<T, 16, 4>(src, dst); break;
+        default: directKernel<T, 32, 2>(src, dst); break;
+    }
+}
+
+template <class T>
+Status Ops<T>::env4_compute(const Env4* e, T* dst, const T* in) {
+    switch (e->rule) {
+        case 4: env4Kernels<T, 8>(e, dst, in); return StatusOk;
+        case 5: env4Kernels<T, 16>(e, dst, in); return StatusOk;
+        case 6: env4Kernels<T, 32>(e, dst, in); return StatusOk;
+        default: return StatusBadRule;
+    }
+}
+
+template <class T>
+Status Ops<T>::env8_compute(const Env8* e, T* out, const T* in, I32 o) {
+    switch (e->rule) {
+        case 3: env8Kernels<T, 8>(e, out, in, o); return StatusOk;
+        case 4: env8Kernels<T, 16>(e, out, in, o); return StatusOk;
+        case 5: env8Kernels<T, 32>(e, out, in, o); return StatusOk;
+        default: return StatusBadRule;
+    }
+}
+
+template <class T>
+Status Ops<T>::env9_compute(const Env9* e, T* out, const T* src, I32 a, I32 b, I32 o) {
+    if (e->rule < 1 || e->rule > 7) return StatusBadRule;
+    const I32 mp = e->mp, S = e->S, M = e->M;
+    if (e->rule == 7) {
+        const auto* child = static_cast<const Env7*>(EnvList_get(e->stage, 0));
+        for (I32 j = 0; j < mp; ++j) env7_compute(child, out, src, a + j * S, b - 2 * j * S, o + j * M);
+        return StatusOk;
+    }
+    const HGroupFn<T> fn = HTable<T>::fn[e->rule];
+    for (I32 j = 0; j < mp; ++j) {
+        const I32 aj = a + j * S, bj = b - 2 * j * S;
+        fn(out, e->outStride, src, aj, aj + bj, e->pointStride, o + j * M);
+    }
+    return StatusOk;
+}
+
+template <class T>
+Status Ops<T>::env7_compute(const Env7* e, T* out, const T* src, I32 a, I32 b, I32 o) {
+    if (e->rule != 1) return StatusBadRule;
+    T* buf = static_cast<T*>(e->buffer);
+    env9_compute(static_cast<const Env9*>(EnvList_get(e->stage9, 0)), buf, src, a, b, o);
+    return env8_compute(static_cast<const Env8*>(EnvList_get(e->stage8, 0)), out, buf, o);
+}
+
+template <class T>
+Status Ops<T>::env5_compute(const Env5* e, T* out, const T* src) {
+    if (e->rule < 1 || e->rule > 7) return StatusBadRule;
+    const I32 twoNm1 = e->twoNm1;
+    if (e->rule == 7) {
+        const auto* child = static_cast<const Env7*>(EnvList_get(e->stage, 0));
+        for (I32 g = 0; g < e->groups; ++g) env7_compute(child, out, src, nu * g, twoNm1 - 2 * nu * g, nu * g);
+        return StatusOk;
+    }
+    const HGroupFn<T> fn = HTable<T>::fn[e->rule];
+    for (I32 g = 0; g < e->groups; ++g) fn(out, e->M, src, nu * g, twoNm1 - nu * g, e->S, nu * g);
+    return StatusOk;
+}
+
+template <class T>
+Status Ops<T>::compute(const T* src, T* dst, const Env1* spec) {
+    if (spec->rule >= 1 && spec->rule <= 5) {
+        direct(spec->rule, src, dst);
+        return StatusOk;
+    }
+    if (spec->rule != 6) return StatusBadRule;
+    T* buf = static_cast<T*>(spec->buffer);
+    const auto* e3 = static_cast<const Env3*>(EnvList_get(spec->firstStage, 0));
+    env5_compute(static_cast<const Env5*>(EnvList_get(e3->stage, 0)), buf, src);
+    const auto* e2 = static_cast<const Env2*>(EnvList_get(spec->lastStage, 0));
+    env4_compute(static_cast<const Env4*>(EnvList_get(e2->stage, 0)), dst, buf);
+    return StatusOk;
+}
+
+}  // namespace qrbg::dct4
+
+// The explicit instantiations live with the plan code; compute adds its own
+// members for both precisions here.
+namespace qrbg::dct4 {
+template Status Ops<float>::compute(const float*, float*, const Env1*);
+template Status Ops<double>::compute(const double*, double*, const Env1*);
+template Status Ops<float>::env5_compute(const Env5*, float*, const float*);
+template Status Ops<double>::env5_compute(const Env5*, double*, const double*);
+template Status Ops<float>::env4_compute(const Env4*, float*, const float*);
+template Status Ops<double>::env4_compute(const Env4*, double*, const double*);
+template Status Ops<float>::env7_compute(const Env7*, float*, const float*, I32, I32, I32);
+template Status Ops<double>::env7_compute(const Env7*, double*, const double*, I32, I32, I32);
+template Status Ops<float>::env8_compute(const Env8*, float*, const float*, I32);
+template Status Ops<double>::env8_compute(const Env8*, double*, const double*, I32);
+template Status Ops<float>::env9_compute(const Env9*, float*, const float*, I32, I32, I32);
+template Status Ops<double>::env9_compute(const Env9*, double*, const double*, I32, I32, I32);
+template void Ops<float>::direct(I32, const float*, float*);
+template void Ops<double>::direct(I32, const double*, double*);
+}  // namespace qrbg::dct4
