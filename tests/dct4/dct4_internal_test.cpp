@@ -1,0 +1,292 @@
+// Internals of the DCT-IV plan engine: the arena, lists and split factors,
+// the sizing formula against what construction really takes, teardown, the
+// entries of the tables, and compute's answer to a corrupted plan.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+#include "arena.h"
+#include "nodes.h"
+#include "qrbgen.h"
+
+using namespace qrbg::dct4;
+
+namespace {
+
+// A block whose first word is the cursor; allocations start 64 bytes in.
+struct Block {
+    std::vector<unsigned char> raw;
+    unsigned char* mem;
+    std::uintptr_t start;
+    explicit Block(std::size_t bytes) : raw(bytes + 128) {
+        auto a = reinterpret_cast<std::uintptr_t>(raw.data());
+        mem = raw.data() + (32 - a % 32) % 32;
+        start = reinterpret_cast<std::uintptr_t>(mem) + 64;
+        arenaSetCursor(mem, start);
+    }
+    std::uintptr_t cursor() const { return arenaCursor(mem); }
+};
+
+TEST(Dct4Arena, RoundsToThirtyTwoAndReleasesBySize) {
+    EXPECT_EQ(qrbgAlignSize32Bytes(0), 0);
+    EXPECT_EQ(qrbgAlignSize32Bytes(1), 32);
+    EXPECT_EQ(qrbgAlignSize32Bytes(12), 32);
+    EXPECT_EQ(qrbgAlignSize32Bytes(44), 64);
+    Block b(4096);
+    void* z1 = qrbgArenaMalloc(b.mem, 0);
+    void* z2 = qrbgArenaMalloc(b.mem, 0);
+    void* real = qrbgArenaMalloc(b.mem, 44);
+    EXPECT_EQ(z1, z2);
+    EXPECT_EQ(z1, real);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(real) % 32, 0u);
+    const std::pair<int, int> steps[] = {{64, 64}, {36, 64}, {24, 32}, {28, 32}, {68, 96}, {72, 96}};
+    for (auto [size, step] : steps) {
+        const auto before = b.cursor();
+        qrbgArenaMalloc(b.mem, size);
+        EXPECT_EQ(b.cursor() - before, static_cast<std::uintptr_t>(step)) << size;
+    }
+    // Sizes s1, s2, s3 freed in another order bring the cursor back.
+    const auto base = b.cursor();
+    void* p1 = qrbgArenaMalloc(b.mem, 100);
+    void* p2 = qrbgArenaMalloc(b.mem, 7);
+    void* p3 = qrbgArenaMalloc(b.mem, 64);
+    EXPECT_EQ(qrbgArenaFree(b.mem, p2, 7), 32);
+    qrbgArenaFree(b.mem, p1, 100);
+    qrbgArenaFree(b.mem, p3, 64);
+    EXPECT_EQ(b.cursor(), base);
+}
+
+std::vector<int> gDelOrder;
+struct Elem {
+    EnvHead h;
+    int id;
+};
+void delElem(void* p) { gDelOrder.push_back(static_cast<Elem*>(p)->id); }
+
+TEST(Dct4EnvList, AddGetAndRelease) {
+    Block b(4096);
+    EnvList* head = newListHead(b.mem);
+    EXPECT_EQ(EnvList_get(head, 0), nullptr);
+    Elem* e[3];
+    for (int i = 0; i < 3; ++i) {
+        e[i] = static_cast<Elem*>(qrbgArenaMalloc(b.mem, sizeof(Elem)));
+        e[i]->h = {delElem, static_cast<std::int32_t>(sizeof(Elem)), nullptr, b.mem};
+        e[i]->id = i;
+    }
+    auto before = b.cursor();
+    EXPECT_EQ(EnvList_add(head, e[0]), e[0]);
+    EXPECT_EQ(b.cursor(), before) << "the first element lives in the head";
+    EXPECT_EQ(EnvList_get(head, 1), nullptr);
+    EXPECT_EQ(EnvList_get(head, -1), nullptr);
+    EnvList___del__(head);  // one element: nothing to give back
+    EXPECT_EQ(b.cursor(), before);
+    EnvList_add(head, e[1]);
+    EXPECT_EQ(b.cursor() - before, 32u);
+    EnvList_add(head, e[2]);
+    EXPECT_EQ(EnvList_get(head, 0), e[0]);
+    EXPECT_EQ(EnvList_get(head, 2), e[2]);
+    EXPECT_EQ(EnvList_get(head, 3), nullptr);
+
+    // A second list that only refers to elements is released by __del__.
+    EnvList* view = newListHead(b.mem);
+    EnvList_add(view, e[2]);
+    EnvList_add(view, e[0]);
+    const auto withView = b.cursor();
+    EnvList___del__(view);
+    EXPECT_EQ(withView - b.cursor(), 32u);
+    qrbgArenaFree(b.mem, view, sizeof(EnvList));
+
+    gDelOrder.clear();
+    const auto full = b.cursor();
+    EnvList_freeChildren(head);
+    EXPECT_EQ(gDelOrder, (std::vector<int>{0, 1, 2}));
+    EXPECT_EQ(full - b.cursor(), 3u * qrbgAlignSize32Bytes(sizeof(Elem)));
+    EnvList_freeChildren(nullptr);
+    freeList(head);
+    EXPECT_EQ(b.cursor(), b.start);
+    EXPECT_EQ(EnvList_add_mem(3), 96);
+}
+
+TEST(Dct4Divisors, ThresholdsAreCumulative) {
+    const std::pair<int, int> ok[] = {{1024, 32}, {512, 32}, {256, 16}, {480, 16}, {496, 16}, {64, 8}, {488, 8},
+                                      {484, 4},   {24, 4},   {12, 2},   {6, 2},    {510, 2},  {482, 2}, {4, 2}};
+    for (auto [n, f] : ok) {
+        std::int32_t out = -1;
+        EXPECT_EQ(divisorsIntNonTriv(&out, n), StatusOk) << n;
+        EXPECT_EQ(out, f) << n;
+    }
+    for (int n : {511, 3, 2, 1, 0, -4, -512}) {
+        std::int32_t out = 77;
+        EXPECT_EQ(divisorsIntNonTriv(&out, n), StatusBadSize) << n;
+        EXPECT_EQ(out, 77) << n;
+    }
+}
+
+// ---- Plans built on a block -------------------------------------------------------
+
+template <class T>
+struct Plan {
+    Block block;
+    Env1* root = nullptr;
+    explicit Plan(std::int32_t N) : block(static_cast<std::size_t>(Ops<T>::env1_mem(N)) + 64) {
+        root = static_cast<Env1*>(qrbgArenaMalloc(block.mem, sizeof(Env1)));
+        Ops<T>::env1_init(root, block.mem, N);
+        status = Ops<T>::env1_plan(root);
+    }
+    Status status = StatusOk;
+    std::uintptr_t used() const { return block.cursor() - block.start; }
+    void tearDown() {
+        Ops<T>::env1_del(root);
+        qrbgArenaFree(block.mem, root, sizeof(Env1));
+    }
+};
+
+int env7Levels(std::int32_t N) {
+    int d = 0;
+    for (std::int32_t L = N <= 2048 ? 0 : N / 32; L > 64;) {
+        std::int32_t mp;
+        divisorsIntNonTriv(&mp, L / 2);
+        ++d;
+        L /= mp;
+    }
+    return d;
+}
+
+template <class T>
+class Dct4Plan : public ::testing::Test {};
+using Precisions = ::testing::Types<float, double>;
+TYPED_TEST_SUITE(Dct4Plan, Precisions);
+
+// What construction takes falls short of the formula by exactly the list
+// entries that list heads made unnecessary, and teardown gives all of it back.
+TYPED_TEST(Dct4Plan, SizingMatchesConstructionAndTeardown) {
+    using T = TypeParam;
+    for (std::int32_t N = 2; N <= (1 << 18); N *= 2) {
+        Plan<T> p(N);
+        ASSERT_EQ(p.status, StatusOk) << N;
+        const std::int64_t formula = Ops<T>::env1_mem(N);
+        const std::int64_t shortfall = N <= 32 ? 0 : 224 + 160 * env7Levels(N);
+        EXPECT_EQ(static_cast<std::int64_t>(p.used()), formula - shortfall) << "N = " << N;
+        p.tearDown();
+        EXPECT_EQ(p.block.cursor(), p.block.start) << "N = " << N;
+    }
+    if (sizeof(void*) == 4 && sizeof(T) == 4) {
+        EXPECT_EQ(Ops<T>::env1_mem(64), 1568);
+        EXPECT_EQ(Ops<T>::env1_mem(4096), 52768 - 64);
+    }
+}
+
+TYPED_TEST(Dct4Plan, BothPrecisionsBuildTheSameTree) {
+    using T = TypeParam;
+    Plan<T> p(1 << 17);
+    Plan<float> f(1 << 17);
+    EXPECT_EQ(p.root->m, 32);
+    const auto* e5 = static_cast<Env5*>(EnvList_get(static_cast<Env3*>(EnvList_get(p.root->firstStage, 0))->stage, 0));
+    const auto* e5f = static_cast<Env5*>(EnvList_get(static_cast<Env3*>(EnvList_get(f.root->firstStage, 0))->stage, 0));
+    EXPECT_EQ(e5->rule, 7);
+    const auto* a = static_cast<Env7*>(EnvList_get(e5->stage, 0));
+    const auto* b = static_cast<Env7*>(EnvList_get(e5f->stage, 0));
+    const std::int32_t levels[][2] = {{4096, 32}, {128, 8}};
+    for (const auto& [L, mp] : levels) {
+        ASSERT_NE(a, nullptr);
+        EXPECT_EQ(a->L, L);
+        EXPECT_EQ(a->mp, mp);
+        EXPECT_EQ(a->mp, b->mp);
+        const auto* e8 = static_cast<Env8*>(EnvList_get(a->stage8, 0));
+        const auto* e8f = static_cast<Env8*>(EnvList_get(b->stage8, 0));
+        EXPECT_EQ(e8->c * (e8->mp - 1), e8f->c * (e8f->mp - 1));
+        const auto* e9 = static_cast<Env9*>(EnvList_get(a->stage9, 0));
+        a = static_cast<Env7*>(EnvList_get(e9->stage, 0));
+        b = static_cast<Env7*>(EnvList_get(static_cast<Env9*>(EnvList_get(b->stage9, 0))->stage, 0));
+    }
+    EXPECT_EQ(a, nullptr) << "two levels for 2^17";
+}
+
+TEST(Dct4Tables, LastStageRotations) {
+    Plan<float> p(64);
+    const auto* e2 = static_cast<Env2*>(EnvList_get(p.root->lastStage, 0));
+    const auto* e4 = static_cast<Env4*>(EnvList_get(e2->stage, 0));
+    EXPECT_EQ(e4->rule, 4);
+    const float* t = static_cast<const float*>(e4->table);
+    EXPECT_NEAR(t[0], 0.99992470f, 1e-7);
+    EXPECT_NEAR(t[4], 0.012271538f, 1e-9);
+    // Second rotation of the first group: column 7; lane 3 is q = 3.
+    const double ang = M_PI * 7 * 15 / 256;
+    EXPECT_NEAR(t[8 + 3], std::cos(ang), 1e-7);
+    EXPECT_NEAR(t[12 + 3], std::sin(ang), 1e-7);
+    // The 32-column order: c0, 31-c0, c0+16, 15-c0 for c0 = 0, 4, 8, 12, 1, ...
+    EXPECT_EQ(env4Column(32, 4), 4);
+    EXPECT_EQ(env4Column(32, 9), 23);
+    EXPECT_EQ(env4Column(32, 31), 2);
+    EXPECT_EQ(env4Column(16, 3), 14);
+}
+
+TEST(Dct4Tables, SplitTwiddlesAndSkew) {
+    Plan<float> p(4096);
+    const auto* e3 = static_cast<Env3*>(EnvList_get(p.root->firstStage, 0));
+    const auto* e5 = static_cast<Env5*>(EnvList_get(e3->stage, 0));
+    const auto* e7 = static_cast<Env7*>(EnvList_get(e5->stage, 0));
+    const auto* e8 = static_cast<Env8*>(EnvList_get(e7->stage8, 0));
+    ASSERT_EQ(e8->mp, 8);
+    EXPECT_EQ(e8->rule, 3);
+    EXPECT_FLOAT_EQ(Ops<float>::envlambda_at(e8->f, 0, 0, 0), 1.0f / 32);
+    EXPECT_FLOAT_EQ(Ops<float>::envlambda_at(e8->f, 7, 0, 0), 15.0f / 32);
+    const float* t = static_cast<const float*>(e8->table);
+    // g = 0, a = 4: pi/32, the same in all four lanes.
+    for (int l = 0; l < 4; ++l) {
+        EXPECT_EQ(t[3 * 8 + l], qrbgCosPi_32f(1.0f / 32));
+        EXPECT_EQ(t[3 * 8 + 4 + l], qrbgSinPi_32f(1.0f / 32));
+    }
+    EXPECT_NEAR(t[3 * 8], std::cos(M_PI / 32), 1e-7);
+    // g = 1, a = 1: 3 pi / 128.
+    EXPECT_NEAR(t[7 * 8], 0.99729f, 1e-5);
+    EXPECT_NEAR(t[7 * 8 + 4], 0.073565f, 1e-6);
+    // Arguments of the last stage's twiddles stay below 1/2.
+    const auto* f = static_cast<Env2*>(EnvList_get(p.root->lastStage, 0))->f;
+    const float last = Ops<float>::envfCompose_at(f, f->K - 1, 2 * f->m - 1);
+    EXPECT_LT(last, 1.0f);
+    EXPECT_GT(last, 0.7f);
+}
+
+// A corrupted rule is refused before any work.
+TYPED_TEST(Dct4Plan, CorruptedRuleIsRefused) {
+    using T = TypeParam;
+    for (std::int32_t N : {16, 4096}) {
+        Plan<T> p(N);
+        std::vector<T> x(N, T(1)), y(N, T(3));
+        auto* spec = reinterpret_cast<Dct4Spec*>(p.root);
+        for (std::int32_t bad : {0, 7, -1, 100}) {
+            p.root->rule = bad;
+            const Status st = sizeof(T) == 4 ? qrbgDCT4_32f(reinterpret_cast<const float*>(x.data()),
+                                                            reinterpret_cast<float*>(y.data()), spec)
+                                             : qrbgDCT4_64f(reinterpret_cast<const double*>(x.data()),
+                                                            reinterpret_cast<double*>(y.data()), spec);
+            EXPECT_EQ(st, StatusBadRule);
+            for (T v : y) ASSERT_EQ(v, T(3));
+        }
+    }
+    Plan<T> p(4096);
+    auto* e4 = static_cast<Env4*>(
+        EnvList_get(static_cast<Env2*>(EnvList_get(p.root->lastStage, 0))->stage, 0));
+    auto* e5 = static_cast<Env5*>(
+        EnvList_get(static_cast<Env3*>(EnvList_get(p.root->firstStage, 0))->stage, 0));
+    std::vector<T> in(4096, T(1)), out(4096, T(3));
+    e4->rule = 2;
+    EXPECT_EQ(Ops<T>::env4_compute(e4, out.data(), in.data()), StatusBadRule);
+    e5->rule = 8;
+    EXPECT_EQ(Ops<T>::env5_compute(e5, out.data(), in.data()), StatusBadRule);
+    for (T v : out) ASSERT_EQ(v, T(3));
+}
+
+TEST(Dct4Trig, SinglePrecisionHelpersRoundTheAngleOnce) {
+    for (float x : {0.0f, 1.0f / 32, 0.1f, 0.25f, 0.4999f, 1.5f}) {
+        const float a = static_cast<float>(static_cast<double>(x) * 3.141592653589793);
+        EXPECT_EQ(qrbgCosPi_32f(x), std::cos(a));
+        EXPECT_EQ(qrbgSinPi_32f(x), std::sin(a));
+        EXPECT_NEAR(qrbgCosPi_64f(x), std::cos(M_PI * x), 1e-16);
+    }
+}
+
+}  // namespace
