@@ -85,6 +85,19 @@ TYPED_TEST(Dct4Accuracy, AppliedTwiceGivesHalfNTimesTheInput) {
     }
 }
 
+// Up to 2^20 on every build: the double-precision transform is the reference
+// of the single-precision one (its own error is a billionth of the bound).
+TEST(Dct4AccuracyLong, SingleAgainstDoubleUpTo2To20) {
+    for (int32_t N = 8192; N <= (1 << 20); N *= 2) {
+        const auto x = qrbtest::randomReals<float>(N, 99 + N);
+        const std::vector<double> xd(x.begin(), x.end());
+        const auto yd = transform(xd);
+        const double err = relRms(transform(x), std::vector<long double>(yd.begin(), yd.end()));
+        EXPECT_LT(err, accuracyBound<float>(N)) << "N = " << N;
+        std::printf("  N = %8d  relative rms error %.3g\n", N, err);
+    }
+}
+
 #ifdef QRBGEN_HAVE_FFTWL
 // FFTW's long-double REDFT11 is twice this transform.
 TYPED_TEST(Dct4Accuracy, MatchesLongDoubleFftwUpTo2To20) {
