@@ -19,7 +19,8 @@ namespace {
 // neighbouring source elements, so each point is one unaligned load. Row r
 // of the result goes to out + r rowStride + o by one aligned store.
 template <class V, int L>
-void hGroup(typename V::T* out, I32 rowStride, const typename V::T* src, I32 a, I32 mirror, I32 stride, I32 o) {
+QRBG_FI void hGroup(typename V::T* out, I32 rowStride, const typename V::T* src, I32 a, I32 mirror, I32 stride,
+                    I32 o) {
     constexpr int nu = V::lanes;
     V v[L];
 #pragma GCC unroll 64
@@ -36,34 +37,50 @@ void hGroup(typename V::T* out, I32 rowStride, const typename V::T* src, I32 a, 
     }
 }
 
+// Four lane groups at a time make one 64-byte line per point and per row.
+constexpr I32 kWide = 4;
+
+// `groups` neighbouring column groups.
+template <class V, int L>
+void hGroups(typename V::T* out, I32 rowStride, const typename V::T* src, I32 a, I32 mirror, I32 stride, I32 o,
+             I32 groups) {
+    constexpr int nu = V::lanes;
+    I32 k = 0;
+    if (L >= 8 && stride * L >= 4096)
+        for (; k + kWide <= groups; k += kWide)
+            hGroup<Wide<V, kWide>, L>(out, rowStride, src, a + nu * k, mirror - nu * k, stride, o + nu * k);
+    for (; k < groups; ++k) hGroup<V, L>(out, rowStride, src, a + nu * k, mirror - nu * k, stride, o + nu * k);
+}
+
 template <class T>
-using HGroupFn = void (*)(T*, I32, const T*, I32, I32, I32, I32);
+using HGroupFn = void (*)(T*, I32, const T*, I32, I32, I32, I32, I32);
 
 // Fixed kernels of env5 and env9 by rule 1 to 6.
 template <class T>
 struct HTable {
     using V = typename VecOf<T>::type;
-    static constexpr HGroupFn<T> fn[7] = {nullptr,        &hGroup<V, 2>,  &hGroup<V, 4>, &hGroup<V, 8>,
-                                          &hGroup<V, 16>, &hGroup<V, 32>, &hGroup<V, 64>};
+    static constexpr HGroupFn<T> fn[7] = {nullptr,         &hGroups<V, 2>,  &hGroups<V, 4>, &hGroups<V, 8>,
+                                          &hGroups<V, 16>, &hGroups<V, 32>, &hGroups<V, 64>};
 };
 
 // ---- Split of long transforms ---------------------------------------------------
 
 // D(m') for one kernel g: z[a], a < m', becomes G[t], t < m'.
-template <class V>
+// tn: the lanes of one table vector (the plan's own vector width).
+template <class V, int tn>
 QRBG_FI void D8(Cx<V>* z, const typename V::T* rt, Cx<V>* G) {
-    constexpr int nu = V::lanes;
 #pragma GCC unroll 8
-    for (int a = 1; a < 8; ++a) z[a] = rot(z[a], V::load(rt + 2 * nu * (a - 1)), V::load(rt + 2 * nu * (a - 1) + nu));
+    for (int a = 1; a < 8; ++a)
+        z[a] = rot(z[a], V::loadRep(rt + 2 * tn * (a - 1)), V::loadRep(rt + 2 * tn * (a - 1) + tn));
     F8(z, 1, G, 1);
 }
 
-template <class V, int MP>
+template <class V, int MP, int nu>
 QRBG_FI void D2(Cx<V>* z, const typename V::T* inner, const typename V::T* outer, Cx<V>* G) {
-    constexpr int nu = V::lanes, B = MP / 4;
+    constexpr int B = MP / 4;
 #pragma GCC unroll 8
     for (int s = 1; s < B; ++s) {
-        const V c = V::load(inner + 2 * nu * (s - 1)), sn = V::load(inner + 2 * nu * (s - 1) + nu);
+        const V c = V::loadRep(inner + 2 * nu * (s - 1)), sn = V::loadRep(inner + 2 * nu * (s - 1) + nu);
 #pragma GCC unroll 4
         for (int r = 0; r < 4; ++r) z[r + 4 * s] = rot(z[r + 4 * s], c, sn);
     }
@@ -80,29 +97,29 @@ QRBG_FI void D2(Cx<V>* z, const typename V::T* inner, const typename V::T* outer
 #pragma GCC unroll 4
         for (int r = 1; r < 4; ++r) {
             const typename V::T* p = outer + 2 * nu * (3 * t + r - 1);
-            P[r][t] = rot(P[r][t], V::load(p), V::load(p + nu));
+            P[r][t] = rot(P[r][t], V::loadRep(p), V::loadRep(p + nu));
         }
         F4(P[0][t], P[1][t], P[2][t], P[3][t], G + t, B);
     }
 }
 
-template <class T, int MP>
-void env8Kernels(const Env8* e, T* out, const T* in, I32 o) {
-    using V = typename VecOf<T>::type;
-    constexpr int nu = V::lanes;
+template <class V, int MP>
+QRBG_FI void env8Kernel(const Env8* e, typename V::T* out, const typename V::T* in, I32 g, I32 o) {
+    using T = typename V::T;
+    constexpr int nu = VecOf<T>::type::lanes;
     const I32 M = e->M, n = e->n, Lm1 = e->Lm1, c = e->c;
     const T* tab = static_cast<const T*>(e->table);
     const T* outerTab = tab + 2 * nu * c * (MP / 4 - 1);
-    for (I32 g = 0; g < c; ++g) {
+    {
         Cx<V> z[MP], G[MP];
         const T* re = in + (2 * g * MP) * M + o;
         const T* im = re + MP * M;
 #pragma GCC unroll 32
         for (int a = 0; a < MP; ++a) z[a] = {V::load(re + a * M), V::load(im + a * M)};
         if constexpr (MP == 8)
-            D8(z, tab + 2 * nu * 7 * g, G);
+            D8<V, nu>(z, tab + 2 * nu * 7 * g, G);
         else
-            D2<V, MP>(z, tab + 2 * nu * (MP / 4 - 1) * g, outerTab + 2 * nu * 3 * (MP / 4) * g, G);
+            D2<V, MP, nu>(z, tab + 2 * nu * (MP / 4 - 1) * g, outerTab + 2 * nu * 3 * (MP / 4) * g, G);
 #pragma GCC unroll 32
         for (int t = 0; t < MP / 2; ++t) {
             const I32 q = g + n * t;
@@ -115,6 +132,19 @@ void env8Kernels(const Env8* e, T* out, const T* in, I32 o) {
             G[t].re.store(out + (2 * q) * M + o);
             G[t].im.neg().store(out + (2 * q + 1) * M + o);
         }
+    }
+}
+
+template <class T, int MP>
+void env8Kernels(const Env8* e, T* out, const T* in, I32 o0, I32 groups) {
+    using V = typename VecOf<T>::type;
+    constexpr int nu = V::lanes;
+    const bool wide = groups % kWide == 0 && e->M * MP * 2 >= 1024;
+    for (I32 g = 0; g < e->c; ++g) {
+        if (wide)
+            for (I32 k = 0; k < groups; k += kWide) env8Kernel<Wide<V, kWide>, MP>(e, out, in, g, o0 + nu * k);
+        else
+            for (I32 k = 0; k < groups; ++k) env8Kernel<V, MP>(e, out, in, g, o0 + nu * k);
     }
 }
 
@@ -271,51 +301,50 @@ Status Ops<T>::env4_compute(const Env4* e, T* dst, const T* in) {
 }
 
 template <class T>
-Status Ops<T>::env8_compute(const Env8* e, T* out, const T* in, I32 o) {
+Status Ops<T>::env8_compute(const Env8* e, T* out, const T* in, I32 o, I32 groups) {
     switch (e->rule) {
-        case 3: env8Kernels<T, 8>(e, out, in, o); return StatusOk;
-        case 4: env8Kernels<T, 16>(e, out, in, o); return StatusOk;
-        case 5: env8Kernels<T, 32>(e, out, in, o); return StatusOk;
+        case 3: env8Kernels<T, 8>(e, out, in, o, groups); return StatusOk;
+        case 4: env8Kernels<T, 16>(e, out, in, o, groups); return StatusOk;
+        case 5: env8Kernels<T, 32>(e, out, in, o, groups); return StatusOk;
         default: return StatusBadRule;
     }
 }
 
 template <class T>
-Status Ops<T>::env9_compute(const Env9* e, T* out, const T* src, I32 a, I32 b, I32 o) {
+Status Ops<T>::env9_compute(const Env9* e, T* out, const T* src, I32 a, I32 b, I32 o, I32 groups) {
     if (e->rule < 1 || e->rule > 7) return StatusBadRule;
     const I32 mp = e->mp, S = e->S, M = e->M;
     if (e->rule == 7) {
         const auto* child = static_cast<const Env7*>(EnvList_get(e->stage, 0));
-        for (I32 j = 0; j < mp; ++j) env7_compute(child, out, src, a + j * S, b - 2 * j * S, o + j * M);
+        for (I32 j = 0; j < mp; ++j) env7_compute(child, out, src, a + j * S, b - 2 * j * S, o + j * M, groups);
         return StatusOk;
     }
     const HGroupFn<T> fn = HTable<T>::fn[e->rule];
     for (I32 j = 0; j < mp; ++j) {
         const I32 aj = a + j * S, bj = b - 2 * j * S;
-        fn(out, e->outStride, src, aj, aj + bj, e->pointStride, o + j * M);
+        fn(out, e->outStride, src, aj, aj + bj, e->pointStride, o + j * M, groups);
     }
     return StatusOk;
 }
 
 template <class T>
-Status Ops<T>::env7_compute(const Env7* e, T* out, const T* src, I32 a, I32 b, I32 o) {
+Status Ops<T>::env7_compute(const Env7* e, T* out, const T* src, I32 a, I32 b, I32 o, I32 groups) {
     if (e->rule != 1) return StatusBadRule;
     T* buf = static_cast<T*>(e->buffer);
-    env9_compute(static_cast<const Env9*>(EnvList_get(e->stage9, 0)), buf, src, a, b, o);
-    return env8_compute(static_cast<const Env8*>(EnvList_get(e->stage8, 0)), out, buf, o);
+    env9_compute(static_cast<const Env9*>(EnvList_get(e->stage9, 0)), buf, src, a, b, o, groups);
+    return env8_compute(static_cast<const Env8*>(EnvList_get(e->stage8, 0)), out, buf, o, groups);
 }
 
 template <class T>
 Status Ops<T>::env5_compute(const Env5* e, T* out, const T* src) {
     if (e->rule < 1 || e->rule > 7) return StatusBadRule;
     const I32 twoNm1 = e->twoNm1;
+    // Column group g has its sequences at a = nu g, mirrored at 2N-1-nu g.
     if (e->rule == 7) {
-        const auto* child = static_cast<const Env7*>(EnvList_get(e->stage, 0));
-        for (I32 g = 0; g < e->groups; ++g) env7_compute(child, out, src, nu * g, twoNm1 - 2 * nu * g, nu * g);
+        env7_compute(static_cast<const Env7*>(EnvList_get(e->stage, 0)), out, src, 0, twoNm1, 0, e->groups);
         return StatusOk;
     }
-    const HGroupFn<T> fn = HTable<T>::fn[e->rule];
-    for (I32 g = 0; g < e->groups; ++g) fn(out, e->M, src, nu * g, twoNm1 - nu * g, e->S, nu * g);
+    HTable<T>::fn[e->rule](out, e->M, src, 0, twoNm1, e->S, 0, e->groups);
     return StatusOk;
 }
 
@@ -345,12 +374,12 @@ template Status Ops<float>::env5_compute(const Env5*, float*, const float*);
 template Status Ops<double>::env5_compute(const Env5*, double*, const double*);
 template Status Ops<float>::env4_compute(const Env4*, float*, const float*);
 template Status Ops<double>::env4_compute(const Env4*, double*, const double*);
-template Status Ops<float>::env7_compute(const Env7*, float*, const float*, I32, I32, I32);
-template Status Ops<double>::env7_compute(const Env7*, double*, const double*, I32, I32, I32);
-template Status Ops<float>::env8_compute(const Env8*, float*, const float*, I32);
-template Status Ops<double>::env8_compute(const Env8*, double*, const double*, I32);
-template Status Ops<float>::env9_compute(const Env9*, float*, const float*, I32, I32, I32);
-template Status Ops<double>::env9_compute(const Env9*, double*, const double*, I32, I32, I32);
+template Status Ops<float>::env7_compute(const Env7*, float*, const float*, I32, I32, I32, I32);
+template Status Ops<double>::env7_compute(const Env7*, double*, const double*, I32, I32, I32, I32);
+template Status Ops<float>::env8_compute(const Env8*, float*, const float*, I32, I32);
+template Status Ops<double>::env8_compute(const Env8*, double*, const double*, I32, I32);
+template Status Ops<float>::env9_compute(const Env9*, float*, const float*, I32, I32, I32, I32);
+template Status Ops<double>::env9_compute(const Env9*, double*, const double*, I32, I32, I32, I32);
 template void Ops<float>::direct(I32, const float*, float*);
 template void Ops<double>::direct(I32, const double*, double*);
 }  // namespace qrbg::dct4

@@ -119,12 +119,16 @@ struct Ops {
     static T envfsplit_at(const Envfsplit* f, I32 g, I32 l, I32 j);
     static T envlambda_at(const Envlambda* f, I32 i, I32 j, I32 k);
 
-    // Compute.
+    // Compute. The split operations take `groups` column groups side by
+    // side: group k works on the nu columns from o + nu k, its sequences
+    // start at a + nu k and mirror at a + b - nu k. Every column gets the
+    // same arithmetic whatever the number of groups; walking neighbouring
+    // groups together only keeps whole cache lines in use.
     static Status env4_compute(const Env4* e, T* dst, const T* in);
     static Status env5_compute(const Env5* e, T* out, const T* src);
-    static Status env7_compute(const Env7* e, T* out, const T* src, I32 a, I32 b, I32 o);
-    static Status env8_compute(const Env8* e, T* out, const T* in, I32 o);
-    static Status env9_compute(const Env9* e, T* out, const T* src, I32 a, I32 b, I32 o);
+    static Status env7_compute(const Env7* e, T* out, const T* src, I32 a, I32 b, I32 o, I32 groups);
+    static Status env8_compute(const Env8* e, T* out, const T* in, I32 o, I32 groups);
+    static Status env9_compute(const Env9* e, T* out, const T* src, I32 a, I32 b, I32 o, I32 groups);
     static Status compute(const T* src, T* dst, const Env1* spec);
     static void direct(I32 rule, const T* src, T* dst);
 };
