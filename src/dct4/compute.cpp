@@ -4,6 +4,8 @@
 //
 // Compute reads the plan and writes only the destination and the plan's
 // scratch; it allocates nothing and evaluates no trigonometric function.
+#include <type_traits>
+
 #include "kernels.h"
 #include "nodes.h"
 
@@ -40,6 +42,39 @@ QRBG_FI void hGroup(typename V::T* out, I32 rowStride, const typename V::T* src,
 // Four lane groups at a time make one 64-byte line per point and per row.
 constexpr I32 kWide = 4;
 
+// hGroup on kWide neighbouring lane groups whose points lie far apart: the
+// points are first copied, a whole line each, to the stack; the kernels run
+// there one lane group after the other, and each row leaves as a whole line.
+// Long power-of-two strides would otherwise evict a line before the next
+// lane group reads the rest of it.
+template <class V, int L>
+QRBG_FI void hGroupStaged(typename V::T* out, I32 rowStride, const typename V::T* src, I32 a, I32 mirror,
+                          I32 stride, I32 o) {
+    using T = typename V::T;
+    constexpr int nu = V::lanes, W = kWide, R = W * nu;
+    alignas(16) T in[L][R];
+    alignas(16) T res[L][R];
+#pragma GCC unroll 4
+    for (int i = 0; i < L / 2; ++i)
+        for (int w = 0; w < W; ++w) V::loadu(src + a + stride * i + nu * w).store(in[i] + nu * w);
+#pragma GCC unroll 4
+    for (int i = L / 2; i < L; ++i)
+        for (int w = 0; w < W; ++w)
+            V::loadu(src + mirror - nu * w - stride * i - (nu - 1)).reversed().neg().store(in[i] + nu * w);
+    for (int w = 0; w < W; ++w) {
+        V v[L];
+#pragma GCC unroll 64
+        for (int i = 0; i < L; ++i) v[i] = V::load(in[i] + nu * w);
+        Cx<V> G[L / 2];
+        H<V, L, 1>(v, G);
+#pragma GCC unroll 32
+        for (int q = 0; q < L / 2; ++q) G[q].re.store(res[2 * q] + nu * w), G[q].im.store(res[2 * q + 1] + nu * w);
+    }
+#pragma GCC unroll 4
+    for (int r = 0; r < L; ++r)
+        for (int w = 0; w < W; ++w) V::load(res[r] + nu * w).store(out + r * rowStride + o + nu * w);
+}
+
 // `groups` neighbouring column groups.
 template <class V, int L>
 void hGroups(typename V::T* out, I32 rowStride, const typename V::T* src, I32 a, I32 mirror, I32 stride, I32 o,
@@ -48,7 +83,7 @@ void hGroups(typename V::T* out, I32 rowStride, const typename V::T* src, I32 a,
     I32 k = 0;
     if (L >= 8 && stride * L >= 4096)
         for (; k + kWide <= groups; k += kWide)
-            hGroup<Wide<V, kWide>, L>(out, rowStride, src, a + nu * k, mirror - nu * k, stride, o + nu * k);
+            hGroupStaged<V, L>(out, rowStride, src, a + nu * k, mirror - nu * k, stride, o + nu * k);
     for (; k < groups; ++k) hGroup<V, L>(out, rowStride, src, a + nu * k, mirror - nu * k, stride, o + nu * k);
 }
 
@@ -135,14 +170,54 @@ QRBG_FI void env8Kernel(const Env8* e, typename V::T* out, const typename V::T* 
     }
 }
 
+// env8Kernel on kWide neighbouring lane groups, staged through the stack
+// like hGroupStaged: rows enter and leave as whole lines.
+template <class V, int MP>
+QRBG_FI void env8KernelStaged(const Env8* e, typename V::T* out, const typename V::T* in, I32 g, I32 o) {
+    using T = typename V::T;
+    constexpr int nu = V::lanes, W = kWide, R = W * nu;
+    const I32 M = e->M, n = e->n, Lm1 = e->Lm1, c = e->c;
+    const T* tab = static_cast<const T*>(e->table);
+    const T* outerTab = tab + 2 * nu * c * (MP / 4 - 1);
+    alignas(16) T rows[2 * MP][R];
+    const T* base = in + (2 * g * MP) * M + o;
+#pragma GCC unroll 4
+    for (int r = 0; r < 2 * MP; ++r)
+        for (int w = 0; w < W; ++w) V::load(base + r * M + nu * w).store(rows[r] + nu * w);
+    for (int w = 0; w < W; ++w) {
+        Cx<V> z[MP], G[MP];
+#pragma GCC unroll 32
+        for (int a = 0; a < MP; ++a) z[a] = {V::load(rows[a] + nu * w), V::load(rows[MP + a] + nu * w)};
+        if constexpr (MP == 8)
+            D8<V, nu>(z, tab + 2 * nu * 7 * g, G);
+        else
+            D2<V, MP, nu>(z, tab + 2 * nu * (MP / 4 - 1) * g, outerTab + 2 * nu * 3 * (MP / 4) * g, G);
+        // Rows are reused for the results: t and MP + t, conjugated from MP/2 on.
+#pragma GCC unroll 32
+        for (int t = 0; t < MP; ++t) {
+            G[t].re.store(rows[t] + nu * w);
+            (t < MP / 2 ? G[t].im : G[t].im.neg()).store(rows[MP + t] + nu * w);
+        }
+    }
+#pragma GCC unroll 4
+    for (int t = 0; t < MP; ++t) {
+        const I32 q = t < MP / 2 ? g + n * t : Lm1 - (g + n * t);
+        T* re = out + (2 * q) * M + o;
+        for (int w = 0; w < W; ++w) {
+            V::load(rows[t] + nu * w).store(re + nu * w);
+            V::load(rows[MP + t] + nu * w).store(re + M + nu * w);
+        }
+    }
+}
+
 template <class T, int MP>
 void env8Kernels(const Env8* e, T* out, const T* in, I32 o0, I32 groups) {
     using V = typename VecOf<T>::type;
     constexpr int nu = V::lanes;
-    const bool wide = groups % kWide == 0 && e->M * MP * 2 >= 1024;
+    const bool staged = groups % kWide == 0 && e->M * MP * 2 >= 1024;
     for (I32 g = 0; g < e->c; ++g) {
-        if (wide)
-            for (I32 k = 0; k < groups; k += kWide) env8Kernel<Wide<V, kWide>, MP>(e, out, in, g, o0 + nu * k);
+        if (staged)
+            for (I32 k = 0; k < groups; k += kWide) env8KernelStaged<V, MP>(e, out, in, g, o0 + nu * k);
         else
             for (I32 k = 0; k < groups; ++k) env8Kernel<V, MP>(e, out, in, g, o0 + nu * k);
     }
@@ -171,31 +246,74 @@ QRBG_FI void loadColumns(const double* rows, I32 m, int c2, V2d* u, V2d* w) {
     }
 }
 
+// Columns of a Wide vector: each part gathers its own lane group's rows.
+template <class V, int m>
+QRBG_FI void gatherColumns(const typename V::T* rows, V* u, V* w) {
+    if constexpr (V::lanes == VecOf<typename V::T>::type::lanes) {
+#pragma GCC unroll 8
+        for (int c = 0; c < m; c += V::lanes) loadColumns(rows, m, c, u, w);
+    } else {
+        using B = decltype(u->x[0]);
+        using Vb = std::remove_reference_t<B>;
+        constexpr int W = V::lanes / Vb::lanes;
+#pragma GCC unroll 4
+        for (int p = 0; p < W; ++p) {
+            Vb ut[m], wt[m];
+            gatherColumns<Vb, m>(rows + p * 2 * Vb::lanes * m, ut, wt);
+#pragma GCC unroll 32
+            for (int c = 0; c < m; ++c) u[c].x[p] = ut[c], w[c].x[p] = wt[c];
+        }
+    }
+}
+
+// Rotation k of the lane groups that V covers, starting at group table `tab`.
+template <class V, int m>
+QRBG_FI void loadRotation(const typename V::T* tab, int k, V& c, V& s) {
+    using Vb = typename VecOf<typename V::T>::type;
+    constexpr int nu = Vb::lanes;
+    if constexpr (V::lanes == nu) {
+        c = V::load(tab + 2 * nu * k), s = V::load(tab + 2 * nu * k + nu);
+    } else {
+#pragma GCC unroll 4
+        for (int p = 0; p < V::lanes / nu; ++p) {
+            const typename V::T* t = tab + p * 2 * nu * m + 2 * nu * k;
+            c.x[p] = Vb::load(t), s.x[p] = Vb::load(t + nu);
+        }
+    }
+}
+
+// The synthesis kernels of the lanes q = q0 .. q0 + lanes - 1.
+template <class V, int m>
+QRBG_FI void env4Group(const Env4* e, typename V::T* dst, const typename V::T* in, I32 g0) {
+    using T = typename V::T;
+    constexpr int nu = VecOf<T>::type::lanes;
+    const I32 L = e->L, q0 = nu * g0;
+    const T* tab = static_cast<const T*>(e->table) + g0 * 2 * nu * m;
+    V u[m], w[m], v[2 * m];
+    Cx<V> z[m];
+    gatherColumns<V, m>(in + 2 * q0 * m, u, w);
+#pragma GCC unroll 32
+    for (int k = 0; k < m; ++k) {
+        const int c = env4Column(m, k);
+        V C, S;
+        loadRotation<V, m>(tab, k, C, S);
+        z[c] = rot(Cx<V>{u[c], w[c]}, C, S);
+    }
+    Tk<V, m, m == 32>(z, v);
+#pragma GCC unroll 32
+    for (int t = 0; t < m; ++t) v[t].storeu(dst + q0 + L * t);
+#pragma GCC unroll 32
+    for (int t = 1; t <= m; ++t) v[2 * m - t].neg().reversed().storeu(dst + L - q0 - V::lanes + L * (t - 1));
+}
+
 template <class T, int m>
 void env4Kernels(const Env4* e, T* dst, const T* in) {
     using V = typename VecOf<T>::type;
-    constexpr int nu = V::lanes;
-    const I32 L = e->L;
-    const T* tab = static_cast<const T*>(e->table);
-    for (I32 g = 0; g < e->groups; ++g) {
-        const I32 q0 = nu * g;
-        V u[m], w[m], v[2 * m];
-        Cx<V> z[m];
-        const T* rows = in + 2 * q0 * m;
-#pragma GCC unroll 8
-        for (int c = 0; c < m; c += nu) loadColumns(rows, m, c, u, w);
-#pragma GCC unroll 32
-        for (int k = 0; k < m; ++k) {
-            const int c = env4Column(m, k);
-            z[c] = rot(Cx<V>{u[c], w[c]}, V::load(tab), V::load(tab + nu));
-            tab += 2 * nu;
-        }
-        Tk<V, m, m == 32>(z, v);
-#pragma GCC unroll 32
-        for (int t = 0; t < m; ++t) v[t].storeu(dst + q0 + L * t);
-#pragma GCC unroll 32
-        for (int t = 1; t <= m; ++t) v[2 * m - t].neg().reversed().storeu(dst + L - q0 - nu + L * (t - 1));
-    }
+    I32 g = 0;
+    // Long strides in the destination: write whole lines.
+    if (e->L * I32(sizeof(T)) >= 32768)
+        for (; g + kWide <= e->groups; g += kWide) env4Group<Wide<V, kWide>, m>(e, dst, in, g);
+    for (; g < e->groups; ++g) env4Group<V, m>(e, dst, in, g);
 }
 
 // ---- Direct kernels, N = 2 to 32 -------------------------------------------------
