@@ -246,73 +246,69 @@ QRBG_FI void loadColumns(const double* rows, I32 m, int c2, V2d* u, V2d* w) {
     }
 }
 
-// Columns of a Wide vector: each part gathers its own lane group's rows.
+// Synthesis kernels of the lanes q = nu g .. nu g + nu - 1: the rotated
+// columns through T(m) into v[0 .. 2m-1].
 template <class V, int m>
-QRBG_FI void gatherColumns(const typename V::T* rows, V* u, V* w) {
-    if constexpr (V::lanes == VecOf<typename V::T>::type::lanes) {
-#pragma GCC unroll 8
-        for (int c = 0; c < m; c += V::lanes) loadColumns(rows, m, c, u, w);
-    } else {
-        using B = decltype(u->x[0]);
-        using Vb = std::remove_reference_t<B>;
-        constexpr int W = V::lanes / Vb::lanes;
-#pragma GCC unroll 4
-        for (int p = 0; p < W; ++p) {
-            Vb ut[m], wt[m];
-            gatherColumns<Vb, m>(rows + p * 2 * Vb::lanes * m, ut, wt);
-#pragma GCC unroll 32
-            for (int c = 0; c < m; ++c) u[c].x[p] = ut[c], w[c].x[p] = wt[c];
-        }
-    }
-}
-
-// Rotation k of the lane groups that V covers, starting at group table `tab`.
-template <class V, int m>
-QRBG_FI void loadRotation(const typename V::T* tab, int k, V& c, V& s) {
-    using Vb = typename VecOf<typename V::T>::type;
-    constexpr int nu = Vb::lanes;
-    if constexpr (V::lanes == nu) {
-        c = V::load(tab + 2 * nu * k), s = V::load(tab + 2 * nu * k + nu);
-    } else {
-#pragma GCC unroll 4
-        for (int p = 0; p < V::lanes / nu; ++p) {
-            const typename V::T* t = tab + p * 2 * nu * m + 2 * nu * k;
-            c.x[p] = Vb::load(t), s.x[p] = Vb::load(t + nu);
-        }
-    }
-}
-
-// The synthesis kernels of the lanes q = q0 .. q0 + lanes - 1.
-template <class V, int m>
-QRBG_FI void env4Group(const Env4* e, typename V::T* dst, const typename V::T* in, I32 g0) {
+QRBG_FI void env4Core(const Env4* e, const typename V::T* in, I32 g, V* v) {
     using T = typename V::T;
-    constexpr int nu = VecOf<T>::type::lanes;
-    const I32 L = e->L, q0 = nu * g0;
-    const T* tab = static_cast<const T*>(e->table) + g0 * 2 * nu * m;
-    V u[m], w[m], v[2 * m];
+    constexpr int nu = V::lanes;
+    const I32 q0 = nu * g;
+    const T* tab = static_cast<const T*>(e->table) + g * 2 * nu * m;
+    V u[m], w[m];
     Cx<V> z[m];
-    gatherColumns<V, m>(in + 2 * q0 * m, u, w);
+    const T* rows = in + 2 * q0 * m;
+#pragma GCC unroll 8
+    for (int c = 0; c < m; c += nu) loadColumns(rows, m, c, u, w);
 #pragma GCC unroll 32
     for (int k = 0; k < m; ++k) {
         const int c = env4Column(m, k);
-        V C, S;
-        loadRotation<V, m>(tab, k, C, S);
-        z[c] = rot(Cx<V>{u[c], w[c]}, C, S);
+        z[c] = rot(Cx<V>{u[c], w[c]}, V::load(tab + 2 * nu * k), V::load(tab + 2 * nu * k + nu));
     }
     Tk<V, m, m == 32>(z, v);
+}
+
+template <class V, int m>
+QRBG_FI void env4Group(const Env4* e, typename V::T* dst, const typename V::T* in, I32 g) {
+    constexpr int nu = V::lanes;
+    const I32 L = e->L, q0 = nu * g;
+    V v[2 * m];
+    env4Core<V, m>(e, in, g, v);
 #pragma GCC unroll 32
     for (int t = 0; t < m; ++t) v[t].storeu(dst + q0 + L * t);
 #pragma GCC unroll 32
-    for (int t = 1; t <= m; ++t) v[2 * m - t].neg().reversed().storeu(dst + L - q0 - V::lanes + L * (t - 1));
+    for (int t = 1; t <= m; ++t) v[2 * m - t].neg().reversed().storeu(dst + L - q0 - nu + L * (t - 1));
+}
+
+// kWide neighbouring groups whose destination rows lie far apart: results
+// are collected on the stack and leave as whole lines.
+template <class V, int m>
+QRBG_FI void env4GroupStaged(const Env4* e, typename V::T* dst, const typename V::T* in, I32 g0) {
+    using T = typename V::T;
+    constexpr int nu = V::lanes, W = kWide, R = W * nu;
+    const I32 L = e->L, q0 = nu * g0;
+    alignas(16) T up[m][R], down[m][R];
+    for (int w = 0; w < W; ++w) {
+        V v[2 * m];
+        env4Core<V, m>(e, in, g0 + w, v);
+#pragma GCC unroll 32
+        for (int t = 0; t < m; ++t) v[t].store(up[t] + nu * w);
+#pragma GCC unroll 32
+        for (int t = 1; t <= m; ++t) v[2 * m - t].neg().reversed().store(down[t - 1] + nu * (W - 1 - w));
+    }
+#pragma GCC unroll 4
+    for (int t = 0; t < m; ++t)
+        for (int w = 0; w < W; ++w) {
+            V::load(up[t] + nu * w).storeu(dst + q0 + L * t + nu * w);
+            V::load(down[t] + nu * w).storeu(dst + L - q0 - R + L * t + nu * w);
+        }
 }
 
 template <class T, int m>
 void env4Kernels(const Env4* e, T* dst, const T* in) {
     using V = typename VecOf<T>::type;
     I32 g = 0;
-    // Long strides in the destination: write whole lines.
-    if (e->L * I32(sizeof(T)) >= 32768)
-        for (; g + kWide <= e->groups; g += kWide) env4Group<Wide<V, kWide>, m>(e, dst, in, g);
+    if (e->L * I32(sizeof(T)) >= 1024)
+        for (; g + kWide <= e->groups; g += kWide) env4GroupStaged<V, m>(e, dst, in, g);
     for (; g < e->groups; ++g) env4Group<V, m>(e, dst, in, g);
 }
 
