@@ -4,8 +4,6 @@
 //
 // Compute reads the plan and writes only the destination and the plan's
 // scratch; it allocates nothing and evaluates no trigonometric function.
-#include <type_traits>
-
 #include "kernels.h"
 #include "nodes.h"
 
@@ -101,12 +99,11 @@ struct HTable {
 // ---- Split of long transforms ---------------------------------------------------
 
 // D(m') for one kernel g: z[a], a < m', becomes G[t], t < m'.
-// tn: the lanes of one table vector (the plan's own vector width).
 template <class V, int tn>
 QRBG_FI void D8(Cx<V>* z, const typename V::T* rt, Cx<V>* G) {
 #pragma GCC unroll 8
     for (int a = 1; a < 8; ++a)
-        z[a] = rot(z[a], V::loadRep(rt + 2 * tn * (a - 1)), V::loadRep(rt + 2 * tn * (a - 1) + tn));
+        z[a] = rot(z[a], V::load(rt + 2 * tn * (a - 1)), V::load(rt + 2 * tn * (a - 1) + tn));
     F8(z, 1, G, 1);
 }
 
@@ -115,7 +112,7 @@ QRBG_FI void D2(Cx<V>* z, const typename V::T* inner, const typename V::T* outer
     constexpr int B = MP / 4;
 #pragma GCC unroll 8
     for (int s = 1; s < B; ++s) {
-        const V c = V::loadRep(inner + 2 * nu * (s - 1)), sn = V::loadRep(inner + 2 * nu * (s - 1) + nu);
+        const V c = V::load(inner + 2 * nu * (s - 1)), sn = V::load(inner + 2 * nu * (s - 1) + nu);
 #pragma GCC unroll 4
         for (int r = 0; r < 4; ++r) z[r + 4 * s] = rot(z[r + 4 * s], c, sn);
     }
@@ -132,7 +129,7 @@ QRBG_FI void D2(Cx<V>* z, const typename V::T* inner, const typename V::T* outer
 #pragma GCC unroll 4
         for (int r = 1; r < 4; ++r) {
             const typename V::T* p = outer + 2 * nu * (3 * t + r - 1);
-            P[r][t] = rot(P[r][t], V::loadRep(p), V::loadRep(p + nu));
+            P[r][t] = rot(P[r][t], V::load(p), V::load(p + nu));
         }
         F4(P[0][t], P[1][t], P[2][t], P[3][t], G + t, B);
     }

@@ -16,8 +16,6 @@ struct V4f {
     static QRBG_FI V4f set1(float x) { return {_mm_set1_ps(x)}; }
     static QRBG_FI V4f load(const float* p) { return {_mm_load_ps(p)}; }
     static QRBG_FI V4f loadu(const float* p) { return {_mm_loadu_ps(p)}; }
-    // A table vector of `lanes` entries, for every lane group.
-    static QRBG_FI V4f loadRep(const float* p) { return load(p); }
     QRBG_FI void store(float* p) const { _mm_store_ps(p, v); }
     QRBG_FI void storeu(float* p) const { _mm_storeu_ps(p, v); }
     // Lanes in the opposite order.
@@ -35,7 +33,6 @@ struct V2d {
     static QRBG_FI V2d set1(double x) { return {_mm_set1_pd(x)}; }
     static QRBG_FI V2d load(const double* p) { return {_mm_load_pd(p)}; }
     static QRBG_FI V2d loadu(const double* p) { return {_mm_loadu_pd(p)}; }
-    static QRBG_FI V2d loadRep(const double* p) { return load(p); }
     QRBG_FI void store(double* p) const { _mm_store_pd(p, v); }
     QRBG_FI void storeu(double* p) const { _mm_storeu_pd(p, v); }
     QRBG_FI V2d reversed() const { return {_mm_shuffle_pd(v, v, 1)}; }
@@ -65,71 +62,6 @@ template <class TT>
 QRBG_FI Sc<TT> operator-(Sc<TT> a, Sc<TT> b) { return {a.v - b.v}; }
 template <class TT>
 QRBG_FI Sc<TT> operator*(Sc<TT> a, Sc<TT> b) { return {a.v * b.v}; }
-
-// W neighbouring vectors treated as one of W times the lanes. Kernels run on
-// it unchanged: every point or row then moves a whole 64-byte line (W = 4),
-// which keeps long power-of-two strides from evicting lines that the next
-// lane group would need.
-template <class V, int W>
-struct Wide {
-    V x[W];
-    using T = typename V::T;
-    static constexpr int lanes = W * V::lanes;
-    static QRBG_FI Wide set1(T a) {
-        Wide r;
-        for (int w = 0; w < W; ++w) r.x[w] = V::set1(a);
-        return r;
-    }
-    static QRBG_FI Wide load(const T* p) {
-        Wide r;
-        for (int w = 0; w < W; ++w) r.x[w] = V::load(p + w * V::lanes);
-        return r;
-    }
-    static QRBG_FI Wide loadu(const T* p) {
-        Wide r;
-        for (int w = 0; w < W; ++w) r.x[w] = V::loadu(p + w * V::lanes);
-        return r;
-    }
-    static QRBG_FI Wide loadRep(const T* p) {
-        Wide r;
-        for (int w = 0; w < W; ++w) r.x[w] = V::load(p);
-        return r;
-    }
-    QRBG_FI void store(T* p) const {
-        for (int w = 0; w < W; ++w) x[w].store(p + w * V::lanes);
-    }
-    QRBG_FI void storeu(T* p) const {
-        for (int w = 0; w < W; ++w) x[w].storeu(p + w * V::lanes);
-    }
-    QRBG_FI Wide reversed() const {
-        Wide r;
-        for (int w = 0; w < W; ++w) r.x[w] = x[W - 1 - w].reversed();
-        return r;
-    }
-    QRBG_FI Wide neg() const {
-        Wide r;
-        for (int w = 0; w < W; ++w) r.x[w] = x[w].neg();
-        return r;
-    }
-};
-template <class V, int W>
-QRBG_FI Wide<V, W> operator+(const Wide<V, W>& a, const Wide<V, W>& b) {
-    Wide<V, W> r;
-    for (int w = 0; w < W; ++w) r.x[w] = a.x[w] + b.x[w];
-    return r;
-}
-template <class V, int W>
-QRBG_FI Wide<V, W> operator-(const Wide<V, W>& a, const Wide<V, W>& b) {
-    Wide<V, W> r;
-    for (int w = 0; w < W; ++w) r.x[w] = a.x[w] - b.x[w];
-    return r;
-}
-template <class V, int W>
-QRBG_FI Wide<V, W> operator*(const Wide<V, W>& a, const Wide<V, W>& b) {
-    Wide<V, W> r;
-    for (int w = 0; w < W; ++w) r.x[w] = a.x[w] * b.x[w];
-    return r;
-}
 
 template <class T>
 struct VecOf;
