@@ -79,7 +79,7 @@ void hGroups(typename V::T* out, I32 rowStride, const typename V::T* src, I32 a,
              I32 groups) {
     constexpr int nu = V::lanes;
     I32 k = 0;
-    if (L >= 8 && stride * L >= 4096)
+    if (L >= 8 && stride * L * I32(sizeof(typename V::T)) >= 65536)
         for (; k + kWide <= groups; k += kWide)
             hGroupStaged<V, L>(out, rowStride, src, a + nu * k, mirror - nu * k, stride, o + nu * k);
     for (; k < groups; ++k) hGroup<V, L>(out, rowStride, src, a + nu * k, mirror - nu * k, stride, o + nu * k);
