@@ -168,8 +168,9 @@ QRBG_FI void env8Kernel(const Env8* e, typename V::T* out, const typename V::T* 
 }
 
 // env8Kernel on kWide neighbouring lane groups, staged through the stack
-// like hGroupStaged: rows enter and leave as whole lines.
-template <class V, int MP>
+// like hGroupStaged: rows leave as whole lines, and enter so too where they
+// lie far apart (StageIn); densely packed input rows are read in place.
+template <class V, int MP, bool StageIn>
 QRBG_FI void env8KernelStaged(const Env8* e, typename V::T* out, const typename V::T* in, I32 g, I32 o) {
     using T = typename V::T;
     constexpr int nu = V::lanes, W = kWide, R = W * nu;
@@ -178,13 +179,21 @@ QRBG_FI void env8KernelStaged(const Env8* e, typename V::T* out, const typename 
     const T* outerTab = tab + 2 * nu * c * (MP / 4 - 1);
     alignas(16) T rows[2 * MP][R];
     const T* base = in + (2 * g * MP) * M + o;
+    if constexpr (StageIn) {
 #pragma GCC unroll 4
-    for (int r = 0; r < 2 * MP; ++r)
-        for (int w = 0; w < W; ++w) V::load(base + r * M + nu * w).store(rows[r] + nu * w);
+        for (int r = 0; r < 2 * MP; ++r)
+            for (int w = 0; w < W; ++w) V::load(base + r * M + nu * w).store(rows[r] + nu * w);
+    }
     for (int w = 0; w < W; ++w) {
         Cx<V> z[MP], G[MP];
+        if constexpr (StageIn) {
 #pragma GCC unroll 32
-        for (int a = 0; a < MP; ++a) z[a] = {V::load(rows[a] + nu * w), V::load(rows[MP + a] + nu * w)};
+            for (int a = 0; a < MP; ++a) z[a] = {V::load(rows[a] + nu * w), V::load(rows[MP + a] + nu * w)};
+        } else {
+#pragma GCC unroll 32
+            for (int a = 0; a < MP; ++a)
+                z[a] = {V::load(base + a * M + nu * w), V::load(base + (MP + a) * M + nu * w)};
+        }
         if constexpr (MP == 8)
             D8<V, nu>(z, tab + 2 * nu * 7 * g, G);
         else
@@ -212,9 +221,12 @@ void env8Kernels(const Env8* e, T* out, const T* in, I32 o0, I32 groups) {
     using V = typename VecOf<T>::type;
     constexpr int nu = V::lanes;
     const bool staged = groups % kWide == 0 && e->M * MP * 2 >= 1024;
+    const bool stageIn = e->M * I32(sizeof(T)) >= 1024;
     for (I32 g = 0; g < e->c; ++g) {
-        if (staged)
-            for (I32 k = 0; k < groups; k += kWide) env8KernelStaged<V, MP>(e, out, in, g, o0 + nu * k);
+        if (staged && stageIn)
+            for (I32 k = 0; k < groups; k += kWide) env8KernelStaged<V, MP, true>(e, out, in, g, o0 + nu * k);
+        else if (staged)
+            for (I32 k = 0; k < groups; k += kWide) env8KernelStaged<V, MP, false>(e, out, in, g, o0 + nu * k);
         else
             for (I32 k = 0; k < groups; ++k) env8Kernel<V, MP>(e, out, in, g, o0 + nu * k);
     }
