@@ -185,6 +185,57 @@ void setHead(R* r, Arena* arena, DelFn del, AnyFn op) {
     r->h.arena = arena;
 }
 
+// The operations that records point to, under their flat names: one set
+// per precision, the plan node kinds 1 to 5 and 7 to 9 and the three
+// function objects.
+#define QRBG_DCT4_NODE_DECL(tag, k)                  \
+    void owngDCT4_##tag##w7_env##k##___del__(void*); \
+    Status owngDCT4_##tag##w7_env##k##_plan(void*);
+#define QRBG_DCT4_DECL(tag, T)                                                  \
+    QRBG_DCT4_NODE_DECL(tag, 1)                                                 \
+    QRBG_DCT4_NODE_DECL(tag, 2)                                                 \
+    QRBG_DCT4_NODE_DECL(tag, 3)                                                 \
+    QRBG_DCT4_NODE_DECL(tag, 4)                                                 \
+    QRBG_DCT4_NODE_DECL(tag, 5)                                                 \
+    QRBG_DCT4_NODE_DECL(tag, 7)                                                 \
+    QRBG_DCT4_NODE_DECL(tag, 8)                                                 \
+    QRBG_DCT4_NODE_DECL(tag, 9)                                                 \
+    T owngDCT4_##tag##w7_envfCompose_at(const void*, I32, I32, I32);            \
+    T owngDCT4_##tag##w7_envfsplit_at(const void*, I32, I32, I32);              \
+    T owngDCT4_##tag##w7_envlambda_at(const void*, I32, I32, I32);              \
+    void owngDCT4_##tag##w7_envf___del__(void*);                                \
+    template <>                                                                 \
+    struct Named<T> {                                                           \
+        static constexpr DelFn del[10] = {                                      \
+            nullptr,                         owngDCT4_##tag##w7_env1___del__,   \
+            owngDCT4_##tag##w7_env2___del__, owngDCT4_##tag##w7_env3___del__,   \
+            owngDCT4_##tag##w7_env4___del__, owngDCT4_##tag##w7_env5___del__,   \
+            nullptr,                         owngDCT4_##tag##w7_env7___del__,   \
+            owngDCT4_##tag##w7_env8___del__, owngDCT4_##tag##w7_env9___del__};  \
+        static constexpr Status (*plan[10])(void*) = {                          \
+            nullptr,                       owngDCT4_##tag##w7_env1_plan,        \
+            owngDCT4_##tag##w7_env2_plan,  owngDCT4_##tag##w7_env3_plan,        \
+            owngDCT4_##tag##w7_env4_plan,  owngDCT4_##tag##w7_env5_plan,        \
+            nullptr,                       owngDCT4_##tag##w7_env7_plan,        \
+            owngDCT4_##tag##w7_env8_plan,  owngDCT4_##tag##w7_env9_plan};       \
+        static constexpr T (*composeAt)(const void*, I32, I32, I32) = owngDCT4_##tag##w7_envfCompose_at; \
+        static constexpr T (*splitAt)(const void*, I32, I32, I32) = owngDCT4_##tag##w7_envfsplit_at;     \
+        static constexpr T (*lambdaAt)(const void*, I32, I32, I32) = owngDCT4_##tag##w7_envlambda_at;    \
+        static constexpr DelFn objDel = owngDCT4_##tag##w7_envf___del__;        \
+    };
+
+}  // namespace
+template <class T>
+struct Named;
+QRBG_DCT4_DECL(32f, float)
+QRBG_DCT4_DECL(64f, double)
+namespace {
+
+template <class T>
+AnyFn planOp(int k) {
+    return reinterpret_cast<AnyFn>(Named<T>::plan[k]);
+}
+
 // ---- Nodes ------------------------------------------------------------------
 
 template <class T>
@@ -202,7 +253,7 @@ struct Build {
     // Function objects.
     static EnvfCompose* newCompose(Arena* a, I32 twoM, I32 eightN, I32 K, I32 m) {
         auto* f = static_cast<EnvfCompose*>(take(a, sizeof(EnvfCompose)));
-        setHead(f, a, delNothing, reinterpret_cast<AnyFn>(&composeAt<T>));
+        setHead(f, a, Named<T>::objDel, reinterpret_cast<AnyFn>(Named<T>::composeAt));
         f->twoM = twoM, f->eightN = eightN, f->K = K, f->m = m, f->twoM2 = twoM;
         return f;
     }
@@ -243,10 +294,10 @@ struct Build {
         e->rule = 1;
         auto* e4 = static_cast<Env4*>(take(a, sizeof(Env4)));
         auto* fs = static_cast<Envfsplit*>(take(a, sizeof(Envfsplit)));
-        setHead(fs, a, delNothing, reinterpret_cast<AnyFn>(&splitAt<T>));
+        setHead(fs, a, Named<T>::objDel, reinterpret_cast<AnyFn>(Named<T>::splitAt));
         fs->twoM = e->twoM, fs->groups = e->K / nu, fs->inner = e->f;
         EnvList_add(e->children, fs);
-        setHead(e4, a, env4_del, reinterpret_cast<AnyFn>(&env4_plan));
+        setHead(e4, a, Named<T>::del[4], planOp<T>(4));
         e4->rule = 0, e4->table = nullptr;
         e4->m = e->m, e4->N = e->N, e4->twoM = e->twoM, e4->groupLen = nu * e->twoM, e4->groups = e->K / nu;
         e4->N2 = e->N, e4->twoNm1 = e->twoNm1, e4->L = e->L, e4->f = fs;
@@ -325,7 +376,7 @@ struct Build {
     }
     static Env7* newEnv7(Arena* a, I32 L, I32 N, I32 S, I32 M) {
         auto* e = static_cast<Env7*>(take(a, sizeof(Env7)));
-        setHead(e, a, env7_del, reinterpret_cast<AnyFn>(&env7_plan));
+        setHead(e, a, Named<T>::del[7], planOp<T>(7));
         e->buffer = nullptr, e->rule = 0;
         e->L = L, e->mp = 0, e->N = N, e->N2 = N, e->S = S, e->N3 = N, e->M = M;
         e->stage8 = newListHead(a);
@@ -341,10 +392,10 @@ struct Build {
         const I32 mp = e->mp, n = e->L / mp, c = n / 2, M = e->M, S = e->S, N = e->N;
         auto* e8 = static_cast<Env8*>(take(a, sizeof(Env8)));
         auto* lam = static_cast<Envlambda*>(take(a, sizeof(Envlambda)));
-        setHead(lam, a, delNothing, reinterpret_cast<AnyFn>(&lambdaAt<T>));
+        setHead(lam, a, Named<T>::objDel, reinterpret_cast<AnyFn>(Named<T>::lambdaAt));
         lam->L = e->L, lam->mp = mp;
         EnvList_add(e->children, lam);
-        setHead(e8, a, env8_del, reinterpret_cast<AnyFn>(&env8_plan));
+        setHead(e8, a, Named<T>::del[8], planOp<T>(8));
         e8->table = nullptr, e8->rule = 0;
         e8->mp = mp, e8->N = N, e8->M = M, e8->kernelStride = 2 * M * mp, e8->c = c, e8->N2 = N;
         e8->halfL = e->L / 2, e8->Lm1 = e->L - 1, e8->M2 = M, e8->n = n, e8->f = lam;
@@ -352,7 +403,7 @@ struct Build {
         EnvList_add(e->stage8, EnvList_add(e->children, e8));
         if (Status st = env8_plan(e8); st != StatusOk) return st;
         auto* e9 = static_cast<Env9*>(take(a, sizeof(Env9)));
-        setHead(e9, a, env9_del, reinterpret_cast<AnyFn>(&env9_plan));
+        setHead(e9, a, Named<T>::del[9], planOp<T>(9));
         e9->rule = 0;
         e9->n = n, e9->N = N, e9->N2 = N, e9->pointStride = mp * S, e9->S = S, e9->mp = mp, e9->N3 = N;
         e9->outStride = mp * M, e9->M = M, e9->nu = nu;
@@ -389,7 +440,7 @@ struct Build {
         if (e->m % nu != 0) return StatusBadSize;
         e->rule = 1;
         auto* e5 = static_cast<Env5*>(take(a, sizeof(Env5)));
-        setHead(e5, a, env5_del, reinterpret_cast<AnyFn>(&env5_plan));
+        setHead(e5, a, Named<T>::del[5], planOp<T>(5));
         e5->rule = 0;
         e5->L = e->L, e5->N = e->N, e5->twoNm1 = e->twoNm1, e5->S = e->twoM, e5->groups = e->m / nu;
         e5->N2 = e->N, e5->M = e->m, e5->nu = nu;
@@ -424,7 +475,7 @@ struct Build {
         auto* e2 = static_cast<Env2*>(take(a, sizeof(Env2)));
         EnvfCompose* f = newCompose(a, 2 * m, 8 * N, K, m);
         EnvList_add(e->children, f);
-        setHead(e2, a, env2_del, reinterpret_cast<AnyFn>(&env2_plan));
+        setHead(e2, a, Named<T>::del[2], planOp<T>(2));
         e2->rule = 0;
         e2->m = m, e2->N = N, e2->twoM = 2 * m, e2->K = K, e2->N2 = N, e2->twoNm1 = 2 * N - 1, e2->L = L;
         e2->f = f, e2->nu = nu;
@@ -433,7 +484,7 @@ struct Build {
         EnvList_add(e->lastStage, EnvList_add(e->children, e2));
         if (Status st = env2_plan(e2); st != StatusOk) return st;
         auto* e3 = static_cast<Env3*>(take(a, sizeof(Env3)));
-        setHead(e3, a, env3_del, reinterpret_cast<AnyFn>(&env3_plan));
+        setHead(e3, a, Named<T>::del[3], planOp<T>(3));
         e3->rule = 0;
         e3->L = L, e3->N = N, e3->twoNm1 = 2 * N - 1, e3->twoM = 2 * m, e3->m = m, e3->N2 = N, e3->M = m;
         e3->nu = nu;
@@ -448,9 +499,28 @@ struct Build {
 
 }  // namespace
 
+#define QRBG_DCT4_NODE_DEF(tag, T, k)                                                \
+    void owngDCT4_##tag##w7_env##k##___del__(void* p) { Build<T>::env##k##_del(p); } \
+    Status owngDCT4_##tag##w7_env##k##_plan(void* p) { return Build<T>::env##k##_plan(p); }
+#define QRBG_DCT4_DEF(tag, T)                                                                      \
+    QRBG_DCT4_NODE_DEF(tag, T, 1)                                                                  \
+    QRBG_DCT4_NODE_DEF(tag, T, 2)                                                                  \
+    QRBG_DCT4_NODE_DEF(tag, T, 3)                                                                  \
+    QRBG_DCT4_NODE_DEF(tag, T, 4)                                                                  \
+    QRBG_DCT4_NODE_DEF(tag, T, 5)                                                                  \
+    QRBG_DCT4_NODE_DEF(tag, T, 7)                                                                  \
+    QRBG_DCT4_NODE_DEF(tag, T, 8)                                                                  \
+    QRBG_DCT4_NODE_DEF(tag, T, 9)                                                                  \
+    T owngDCT4_##tag##w7_envfCompose_at(const void* f, I32 i, I32 j, I32 k) { return composeAt<T>(f, i, j, k); } \
+    T owngDCT4_##tag##w7_envfsplit_at(const void* f, I32 i, I32 j, I32 k) { return splitAt<T>(f, i, j, k); }     \
+    T owngDCT4_##tag##w7_envlambda_at(const void* f, I32 i, I32 j, I32 k) { return lambdaAt<T>(f, i, j, k); }    \
+    void owngDCT4_##tag##w7_envf___del__(void* p) { delNothing(p); }
+QRBG_DCT4_DEF(32f, float)
+QRBG_DCT4_DEF(64f, double)
+
 template <class T>
 void Ops<T>::env1_init(Env1* e, Arena* arena, I32 len) {
-    setHead(e, arena, Build<T>::env1_del, reinterpret_cast<AnyFn>(&Build<T>::env1_plan));
+    setHead(e, arena, Named<T>::del[1], planOp<T>(1));
     e->len = len, e->rule = 0, e->m = 0, e->buffer = nullptr;
     e->lastStage = newListHead(arena);
     e->firstStage = newListHead(arena);
