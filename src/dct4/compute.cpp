@@ -50,8 +50,7 @@ QRBG_FI void hGroupStaged(typename V::T* out, I32 rowStride, const typename V::T
                           I32 stride, I32 o) {
     using T = typename V::T;
     constexpr int nu = V::lanes, W = kWide, R = W * nu;
-    alignas(16) T in[L][R];
-    alignas(16) T res[L][R];
+    alignas(16) T in[L][R];  // points in, and rows out: a group's points are dead once loaded
 #pragma GCC unroll 4
     for (int i = 0; i < L / 2; ++i)
         for (int w = 0; w < W; ++w) V::loadu(src + a + stride * i + nu * w).store(in[i] + nu * w);
@@ -66,11 +65,11 @@ QRBG_FI void hGroupStaged(typename V::T* out, I32 rowStride, const typename V::T
         Cx<V> G[L / 2];
         H<V, L, 1>(v, G);
 #pragma GCC unroll 32
-        for (int q = 0; q < L / 2; ++q) G[q].re.store(res[2 * q] + nu * w), G[q].im.store(res[2 * q + 1] + nu * w);
+        for (int q = 0; q < L / 2; ++q) G[q].re.store(in[2 * q] + nu * w), G[q].im.store(in[2 * q + 1] + nu * w);
     }
 #pragma GCC unroll 4
     for (int r = 0; r < L; ++r)
-        for (int w = 0; w < W; ++w) V::load(res[r] + nu * w).store(out + r * rowStride + o + nu * w);
+        for (int w = 0; w < W; ++w) V::load(in[r] + nu * w).store(out + r * rowStride + o + nu * w);
 }
 
 // `groups` neighbouring column groups.
