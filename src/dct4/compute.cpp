@@ -289,7 +289,7 @@ QRBG_FI void env4Group(const Env4* e, typename V::T* dst, const typename V::T* i
 
 // kWide neighbouring groups whose destination rows lie far apart: results
 // are collected on the stack and leave as whole lines.
-template <class V, int m>
+template <class V, int m, bool Stream>
 QRBG_FI void env4GroupStaged(const Env4* e, typename V::T* dst, const typename V::T* in, I32 g0) {
     using T = typename V::T;
     constexpr int nu = V::lanes, W = kWide, R = W * nu;
@@ -306,8 +306,13 @@ QRBG_FI void env4GroupStaged(const Env4* e, typename V::T* dst, const typename V
 #pragma GCC unroll 4
     for (int t = 0; t < m; ++t)
         for (int w = 0; w < W; ++w) {
-            V::load(up[t] + nu * w).storeu(dst + q0 + L * t + nu * w);
-            V::load(down[t] + nu * w).storeu(dst + L - q0 - R + L * t + nu * w);
+            if constexpr (Stream) {
+                V::load(up[t] + nu * w).stream(dst + q0 + L * t + nu * w);
+                V::load(down[t] + nu * w).stream(dst + L - q0 - R + L * t + nu * w);
+            } else {
+                V::load(up[t] + nu * w).storeu(dst + q0 + L * t + nu * w);
+                V::load(down[t] + nu * w).storeu(dst + L - q0 - R + L * t + nu * w);
+            }
         }
 }
 
@@ -315,8 +320,17 @@ template <class T, int m>
 void env4Kernels(const Env4* e, T* dst, const T* in) {
     using V = typename VecOf<T>::type;
     I32 g = 0;
-    if (e->L * I32(sizeof(T)) >= 1024)
-        for (; g + kWide <= e->groups; g += kWide) env4GroupStaged<V, m>(e, dst, in, g);
+    // A destination far larger than the caches is written around them, where
+    // its alignment allows; that leaves the caches to the plan's scratch.
+    const bool stream = reinterpret_cast<std::uintptr_t>(dst) % 16 == 0 && I32(sizeof(T)) * e->N >= (4 << 20);
+    if (e->L * I32(sizeof(T)) >= 1024) {
+        if (stream) {
+            for (; g + kWide <= e->groups; g += kWide) env4GroupStaged<V, m, true>(e, dst, in, g);
+            _mm_sfence();
+        } else {
+            for (; g + kWide <= e->groups; g += kWide) env4GroupStaged<V, m, false>(e, dst, in, g);
+        }
+    }
     for (; g < e->groups; ++g) env4Group<V, m>(e, dst, in, g);
 }
 
