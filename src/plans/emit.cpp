@@ -53,44 +53,103 @@ std::string flagSwitch(const KernelDag& k, F assign, bool single) {
     return o.str();
 }
 
-// Emission order: nodes in creation order (which is topological), each load
-// placed right before its first use and each store right after its value.
-// Since every output of a transform depends on every input, all loads then
-// come before the first store, which keeps src == dst safe.
-// With loadsFirst every load is emitted at the top instead (for kernels in
-// which an output does not depend on every input slot).
+// Emission order: a list schedule over the live nodes. The output side (join,
+// scale, store) goes first as soon as it is ready, so results leave the
+// registers early; the network follows its creation order, which walks the
+// plan stage by stage and sub-transform by sub-transform; a load is taken
+// only when nothing else is ready, so it sits right before its first use.
+// Every output of a transform depends on every input, so all loads still
+// come before the first store, which keeps src == dst safe; the scheduler
+// checks it. With loadsFirst every load is emitted at the top instead (for
+// kernels in which an output does not depend on every input slot).
 template <class EmitNode, class EmitLoad, class EmitStore>
 void schedule(const Dag& d, EmitNode emitNode, EmitLoad emitLoad, EmitStore emitStore, bool loadsFirst = false) {
+    const std::size_t count = d.nodes().size();
     std::vector<bool> lv = d.live();
-    std::vector<bool> loaded(d.nodes().size(), false);
-    std::vector<int> outSlot(d.nodes().size(), -1);
+    std::vector<int> outSlot(count, -1);
     for (auto& o : d.outputs()) outSlot[static_cast<std::size_t>(o.second)] = o.first;
-    bool stored = false;
-    if (loadsFirst)
-        for (std::size_t i = 0; i < d.nodes().size(); ++i)
-            if (lv[i] && d.nodes()[i].op == Op::Input) {
-                loaded[i] = true;
-                emitLoad(static_cast<int>(i));
-            }
-    auto ensure = [&](int id) {
-        if (id < 0 || loaded[static_cast<std::size_t>(id)]) return;
-        if (d.node(id).op != Op::Input) return;
-        if (stored) throw std::logic_error("a load would follow a store");
-        loaded[static_cast<std::size_t>(id)] = true;
-        emitLoad(id);
+    // Values that are emitted as code: everything live but constants and the scale.
+    auto isValue = [&](std::size_t i) {
+        Op op = d.nodes()[i].op;
+        return lv[i] && op != Op::Const && op != Op::Scale;
     };
-    for (std::size_t i = 0; i < d.nodes().size(); ++i) {
-        if (!lv[i]) continue;
+    auto isOperand = [&](int id) { return id >= 0 && isValue(static_cast<std::size_t>(id)); };
+    std::vector<int> usesLeft(count, 0), waiting(count, 0);
+    std::vector<std::vector<int>> users(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        if (!isValue(i)) continue;
         const Node& n = d.nodes()[i];
-        if (n.op == Op::Input || n.op == Op::Const || n.op == Op::Scale) continue;
-        ensure(n.a);
-        ensure(n.b);
-        emitNode(static_cast<int>(i));
-        if (outSlot[i] >= 0) {
-            emitStore(outSlot[i], static_cast<int>(i));
-            stored = true;
+        for (int opnd : {n.a, n.b}) {
+            if (!isOperand(opnd)) continue;
+            ++usesLeft[static_cast<std::size_t>(opnd)];
+            ++waiting[i];
+            users[static_cast<std::size_t>(opnd)].push_back(static_cast<int>(i));
+        }
+        if (n.a >= 0 && n.a == n.b && isOperand(n.a)) {
+            // x op x: one operand slot counts once
+            --usesLeft[static_cast<std::size_t>(n.a)];
+            --waiting[i];
+            users[static_cast<std::size_t>(n.a)].pop_back();
         }
     }
+    std::vector<int> ready;
+    std::vector<bool> done(count, false), queued(count, false);
+    bool stored = false;
+    auto emit = [&](int id) {
+        const Node& n = d.node(id);
+        done[static_cast<std::size_t>(id)] = true;
+        if (n.op == Op::Input) {
+            if (stored) throw std::logic_error("a load would follow a store");
+            emitLoad(id);
+        } else {
+            emitNode(id);
+        }
+        if (outSlot[static_cast<std::size_t>(id)] >= 0) {
+            emitStore(outSlot[static_cast<std::size_t>(id)], id);
+            stored = true;
+        }
+        for (int opnd : {n.a, n.b})
+            if (isOperand(opnd)) --usesLeft[static_cast<std::size_t>(opnd)];
+        if (n.a >= 0 && n.a == n.b && isOperand(n.a)) ++usesLeft[static_cast<std::size_t>(n.a)];
+        for (int u : users[static_cast<std::size_t>(id)])
+            if (--waiting[static_cast<std::size_t>(u)] == 0 && !queued[static_cast<std::size_t>(u)]) {
+                queued[static_cast<std::size_t>(u)] = true;
+                ready.push_back(u);
+            }
+    };
+    if (loadsFirst)
+        for (std::size_t i = 0; i < count; ++i)
+            if (isValue(i) && d.nodes()[i].op == Op::Input) {
+                queued[i] = true;
+                emit(static_cast<int>(i));
+            }
+    for (std::size_t i = 0; i < count; ++i)
+        if (isValue(i) && !queued[i] && waiting[i] == 0) {
+            queued[i] = true;
+            ready.push_back(static_cast<int>(i));
+        }
+    while (!ready.empty()) {
+        // Output side first, then the network in creation order (which
+        // follows the plan's stages and sub-transforms), loads last.
+        std::size_t best = 0;
+        long bestKey = 0;
+        for (std::size_t r = 0; r < ready.size(); ++r) {
+            const int id = ready[r];
+            long key = id;
+            if (id >= d.outputSide()) key -= 1L << 40;
+            else if (d.node(id).op == Op::Input) key += 1L << 40;
+            if (r == 0 || key < bestKey) {
+                best = r;
+                bestKey = key;
+            }
+        }
+        const int id = ready[best];
+        ready[best] = ready.back();
+        ready.pop_back();
+        emit(id);
+    }
+    for (std::size_t i = 0; i < count; ++i)
+        if (isValue(i) && !done[i]) throw std::logic_error("scheduler left a node out");
 }
 
 std::string v(int id) { return "v" + std::to_string(id); }
