@@ -227,6 +227,88 @@ std::string emitPair64fc(const KernelDag& k) {
     return "namespace {\n\n" + o.str();
 }
 
+std::string emitSplit32fc(const KernelDag& k) {
+    const Dag& d = k.dag;
+    const std::string base = baseName(k);
+    std::ostringstream o;
+    o << "alignas(16) const float kK_" << base << "[][4] = {\n";
+    for (const Constant& c : d.constants()) {
+        o << "    {";
+        for (int l = 0; l < 4; ++l) {
+            const double v = c.lanes.size() == 1 ? c.lanes[0] : c.lanes.at(static_cast<std::size_t>(l));
+            o << (l ? ", " : "") << litF(static_cast<float>(v));
+        }
+        o << "},\n";
+    }
+    if (d.constants().empty()) o << "    {0.0f, 0.0f, 0.0f, 0.0f},\n";
+    o << "};\n\n";
+    o << "template <bool kAligned>\nQRBG_ALWAYS_INLINE void body_" << base << "(const float* x, float* y, __m128 vs) {\n";
+    auto at = [](const char* p, int e) { return std::string(p) + " + " + std::to_string(2 * e); };
+    schedule(
+        d,
+        [&](int id) {
+            const Node& n = d.node(id);
+            o << "    const __m128 " << v(id) << " = ";
+            switch (n.op) {
+                case Op::Add: o << "_mm_add_ps(" << v(n.a) << ", " << v(n.b) << ")"; break;
+                case Op::Sub: o << "_mm_sub_ps(" << v(n.a) << ", " << v(n.b) << ")"; break;
+                case Op::Mul:
+                    if (d.node(n.a).op == Op::Scale) o << "_mm_mul_ps(" << v(n.b) << ", vs)";
+                    else o << "_mm_mul_ps(" << v(n.b) << ", _mm_load_ps(kK_" << base << "[" << d.node(n.a).imm << "]))";
+                    break;
+                case Op::Shuf:
+                    switch (static_cast<ShufKind>(n.imm)) {
+                        case ShufEven: o << "_mm_shuffle_ps(" << v(n.a) << ", " << v(n.b) << ", _MM_SHUFFLE(2, 0, 2, 0))"; break;
+                        case ShufOdd: o << "_mm_shuffle_ps(" << v(n.a) << ", " << v(n.b) << ", _MM_SHUFFLE(3, 1, 3, 1))"; break;
+                        case UnpackLo: o << "_mm_unpacklo_ps(" << v(n.a) << ", " << v(n.b) << ")"; break;
+                        case UnpackHi: o << "_mm_unpackhi_ps(" << v(n.a) << ", " << v(n.b) << ")"; break;
+                        case MoveLH: o << "_mm_movelh_ps(" << v(n.a) << ", " << v(n.b) << ")"; break;
+                        case MoveHL: o << "_mm_movehl_ps(" << v(n.a) << ", " << v(n.b) << ")"; break;
+                    }
+                    break;
+                default: throw std::logic_error("split emitter: unexpected operation");
+            }
+            o << ";\n";
+        },
+        [&](int id) {
+            const MoveSpec& m = k.loads.at(static_cast<std::size_t>(d.node(id).imm));
+            o << "    const __m128 " << v(id) << " = ";
+            if (m.e1 == m.e0 + 1 && m.e0 % 2 == 0) o << "qrbg::ld4<kAligned>(" << at("x", m.e0) << ")";
+            else if (m.e1 == m.e0 + 1 && m.merge)
+                o << "kAligned ? qrbg::ldMerge(" << at("x", m.e0) << ") : qrbg::ld4<false>(" << at("x", m.e0) << ")";
+            else if (m.e1 == m.e0 + 1)
+                o << "kAligned ? qrbg::ldHalves(" << at("x", m.e0) << ", " << at("x", m.e1) << ") : qrbg::ld4<false>(" << at("x", m.e0) << ")";
+            else if (m.e1 >= 0) o << "qrbg::ldHalves(" << at("x", m.e0) << ", " << at("x", m.e1) << ")";
+            else o << "qrbg::ldHalves(" << at("x", m.e0) << ")";
+            o << ";\n";
+        },
+        [&](int slot, int id) {
+            const MoveSpec& m = k.stores.at(static_cast<std::size_t>(slot));
+            if (m.e1 == m.e0 + 1 && m.e0 % 2 == 0) o << "    qrbg::st4<kAligned>(" << at("y", m.e0) << ", " << v(id) << ");\n";
+            else if (m.e1 == m.e0 + 1) o << "    qrbg::st4<false>(" << at("y", m.e0) << ", " << v(id) << ");\n";
+            else {
+                o << "    qrbg::stLo(" << at("y", m.e0) << ", " << v(id) << ");\n";
+                if (m.e1 >= 0) o << "    qrbg::stHi(" << at("y", m.e1) << ", " << v(id) << ");\n";
+            }
+        });
+    o << "}\n\n";
+    const std::string name = dftName(k), un = dftUnalignedName(k);
+    const std::string sig = "(const Qrbg32fc* src, Qrbg32fc* dst, int32_t flag)";
+    std::ostringstream t;
+    t << "    if (src == nullptr) return StatusNullPointer;\n";
+    t << "    if (dst == nullptr) return StatusNullPointer;\n";
+    t << "    float s;\n";
+    t << flagSwitch(k, [](const std::string& l) { return "s = " + l + ";"; }, true);
+    const std::string call = "(reinterpret_cast<const float*>(src), reinterpret_cast<float*>(dst), qrbg::broadcast(s));\n";
+    o << "QRBG_NOINLINE Status " << un << sig << " {\n" << t.str();
+    o << "    body_" << base << "<false>" << call << "    return StatusOk;\n}\n\n";
+    o << "}  // namespace\n\n";
+    o << "extern \"C\" QRBG_API Status " << name << sig << " {\n";
+    o << "    if (qrbg::misaligned(src, dst)) return " << un << "(src, dst, flag);\n" << t.str();
+    o << "    body_" << base << "<true>" << call << "    return StatusOk;\n}\n";
+    return "namespace {\n\n" + o.str();
+}
+
 std::string emitScalar32fc(const KernelDag& k) {
     const Dag& d = k.dag;
     const std::string base = baseName(k);

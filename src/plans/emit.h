@@ -20,6 +20,10 @@ std::string emitPair64fc(const KernelDag& k);
 // product with a double constant keeps its expression in double.
 std::string emitScalar32fc(const KernelDag& k);
 
+// 32fc lengths 6 to 64, split form; the aligned kernel and its separate
+// unaligned twin.
+std::string emitSplit32fc(const KernelDag& k);
+
 // A double constant as an exact C++ literal.
 std::string lit(double v);
 std::string litF(float v);

@@ -42,7 +42,7 @@ Ref iTimes(Dag& d, const Network& net, Ref s) {
 }  // namespace
 
 KernelDag buildPair64fc(int n, const std::string& planText, bool inverse) {
-    KernelDag k{Elem::C64, n, inverse, planText, Dag{}};
+    KernelDag k{Elem::C64, n, inverse, planText, Dag{}, {}, {}, 0};
     PlanNode plan = parsePlanFor(planText, n, Elem::C64);
     Dag& d = k.dag;
     std::vector<Ref> x(static_cast<std::size_t>(n));
@@ -64,7 +64,7 @@ KernelDag buildPair64fc(int n, const std::string& planText, bool inverse) {
 }
 
 KernelDag buildScalar32fc(int n, const std::string& planText, bool inverse) {
-    KernelDag k{Elem::C32, n, inverse, planText, Dag{}};
+    KernelDag k{Elem::C32, n, inverse, planText, Dag{}, {}, {}, 0};
     PlanNode plan = parsePlanFor(planText, n, Elem::C32);
     if (!plan.isLeaf() || n > 5) throw UnsupportedPlan("scalar 32fc kernels exist for lengths 2 to 5");
     Dag& d = k.dag;
