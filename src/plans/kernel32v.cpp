@@ -156,7 +156,6 @@ KernelDag buildSplit32fc(int N, const std::string& planText, bool inverse) {
     auto inElem = [&](int row, int lane) { return ct ? b * row + lane : (b * row + a * lane) % N; };
     auto outElem = [&](int k1, int k2) { return ct ? k1 + a * k2 : (b * k1 + a * k2) % N; };
 
-    // Rows: interleaved loads, split into real and imaginary registers.
     auto load = [&](MoveSpec m) {
         // Neighbours from an odd element are merged, in the aligned form, from
         // the two aligned vectors around them if both lie inside the array;
@@ -168,9 +167,14 @@ KernelDag buildSplit32fc(int N, const std::string& planText, bool inverse) {
         k.loads.push_back(m);
         return d.input(static_cast<int>(k.loads.size() - 1));
     };
-    std::vector<std::vector<CVec>> rows(static_cast<std::size_t>(a), std::vector<CVec>(static_cast<std::size_t>(chunks)));
-    for (int i = 0; i < a; ++i) {
-        for (int c = 0; c < chunks; ++c) {
+    // Rows of one chunk of lanes: interleaved loads, split into real and
+    // imaginary registers, then the first stage across the rows. Building a
+    // chunk's loads right before its transforms keeps them close in the
+    // kernel's order.
+    std::vector<std::vector<CVec>> Y(static_cast<std::size_t>(a), std::vector<CVec>(static_cast<std::size_t>(chunks)));
+    for (int c = 0; c < chunks; ++c) {
+        std::vector<CVec> col(static_cast<std::size_t>(a));
+        for (int i = 0; i < a; ++i) {
             Ref v[2];
             int nv = 0;
             for (int h = 0; h < 2; ++h) {
@@ -183,22 +187,19 @@ KernelDag buildSplit32fc(int N, const std::string& planText, bool inverse) {
                 v[nv++] = load(m);
             }
             if (nv == 1) v[1] = v[0];
-            rows[i][c] = {d.shuf(ShufEven, v[0], v[1]), d.shuf(ShufOdd, v[0], v[1])};
+            col[i] = {d.shuf(ShufEven, v[0], v[1]), d.shuf(ShufOdd, v[0], v[1])};
         }
-    }
-
-    // First stage across rows, one transform per chunk of lanes.
-    std::vector<std::vector<CVec>> Y(static_cast<std::size_t>(a), std::vector<CVec>(static_cast<std::size_t>(chunks)));
-    for (int c = 0; c < chunks; ++c) {
-        std::vector<CVec> col(static_cast<std::size_t>(a));
-        for (int i = 0; i < a; ++i) col[i] = rows[i][c];
         std::vector<CVec> out = cn.dft(pa, col, ra);
         for (int k1 = 0; k1 < a; ++k1) Y[k1][c] = out[k1];
     }
 
-    // Transpose 4x4 blocks: Z[n2][j] holds k1 = 4j .. 4j+3 in its lanes.
-    std::vector<std::vector<CVec>> Z(static_cast<std::size_t>(b), std::vector<CVec>(static_cast<std::size_t>(blocks)));
+    // Then block by block of four first-stage bins: transpose, twiddle row,
+    // second stage across the columns, interleave, scale and store.
+    d.markOutputSide();
+    k.extraShuffles += 2;  // broadcast of the scale
     for (int j = 0; j < blocks; ++j) {
+        // Transpose 4x4 blocks: Z[n2] holds k1 = 4j .. 4j+3 in its lanes.
+        std::vector<CVec> Z(static_cast<std::size_t>(b));
         for (int c = 0; c < chunks; ++c) {
             std::vector<Ref> re, im;
             for (int t = 0; t < 4 && 4 * j + t < a; ++t) {
@@ -206,23 +207,20 @@ KernelDag buildSplit32fc(int N, const std::string& planText, bool inverse) {
                 im.push_back(positive(d, Y[4 * j + t][c].im));
             }
             std::vector<Ref> cre = transpose(d, re), cim = transpose(d, im);
-            for (int u = 0; u < 4 && 4 * c + u < b; ++u) Z[4 * c + u][j] = {cre[u], cim[u]};
+            for (int u = 0; u < 4 && 4 * c + u < b; ++u) Z[4 * c + u] = {cre[u], cim[u]};
         }
-    }
-
-    // Twiddle rows of a Cooley-Tukey split: every lane multiplied, trivial
-    // factors and padding lanes (0.0) included; row 0 only where a block has
-    // padding lanes, by a mask of 1.0 and 0.0.
-    if (ct) {
-        for (int j = 0; j < blocks; ++j) {
+        // Twiddle rows of a Cooley-Tukey split: every lane multiplied, trivial
+        // factors and padding lanes (0.0) included; row 0 only where the block
+        // has padding lanes, by a mask of 1.0 and 0.0.
+        if (ct) {
             const bool padded = 4 * j + 4 > a;
             for (int n2 = 0; n2 < b; ++n2) {
-                CVec z = Z[n2][j];
+                CVec z = Z[n2];
                 if (n2 == 0) {
                     if (!padded) continue;
                     std::vector<double> mask(4, 0.0);
                     for (int t = 0; 4 * j + t < a && t < 4; ++t) mask[t] = 1.0;
-                    Z[n2][j] = {d.mulK(mask, z.re), d.mulK(mask, z.im)};
+                    Z[n2] = {d.mulK(mask, z.re), d.mulK(mask, z.im)};
                     continue;
                 }
                 std::vector<double> C(4, 0.0), D(4, 0.0);
@@ -233,18 +231,10 @@ KernelDag buildSplit32fc(int N, const std::string& planText, bool inverse) {
                 }
                 Ref re = d.sub(d.mulK(C, z.re), d.mulK(D, z.im));
                 Ref im = d.add(d.mulK(D, z.re), d.mulK(C, z.im));
-                Z[n2][j] = {re, im};
+                Z[n2] = {re, im};
             }
         }
-    }
-
-    // Second stage across columns, then interleave, scale and store.
-    d.markOutputSide();
-    k.extraShuffles += 2;  // broadcast of the scale
-    for (int j = 0; j < blocks; ++j) {
-        std::vector<CVec> col(static_cast<std::size_t>(b));
-        for (int n2 = 0; n2 < b; ++n2) col[n2] = Z[n2][j];
-        std::vector<CVec> W = cn.dft(pb, col, rb);
+        std::vector<CVec> W = cn.dft(pb, Z, rb);
         for (int k2 = 0; k2 < b; ++k2) {
             Ref re = positive(d, W[k2].re), im = positive(d, W[k2].im);
             for (int h = 0; h < 2; ++h) {
