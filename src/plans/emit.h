@@ -11,7 +11,7 @@ namespace qrbgen::plans {
 std::string dftName(const KernelDag& k);
 std::string dftUnalignedName(const KernelDag& k);
 
-// 64fc pair form (Part of the frame: memory forms inside the function for
+// 64fc pair form (memory forms inside the exported function for
 // N = 2..4, a separate unaligned twin from N = 5 on).
 std::string emitPair64fc(const KernelDag& k);
 
