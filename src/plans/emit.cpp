@@ -132,12 +132,12 @@ void schedule(const Dag& d, EmitNode emitNode, EmitLoad emitLoad, EmitStore emit
         // Output side first, then the network in creation order (which
         // follows the plan's stages and sub-transforms), loads last.
         std::size_t best = 0;
-        long bestKey = 0;
+        long long bestKey = 0;
         for (std::size_t r = 0; r < ready.size(); ++r) {
             const int id = ready[r];
-            long key = id;
-            if (id >= d.outputSide()) key -= 1L << 40;
-            else if (d.node(id).op == Op::Input) key += 1L << 40;
+            long long key = id;
+            if (id >= d.outputSide()) key -= 1LL << 40;
+            else if (d.node(id).op == Op::Input) key += 1LL << 40;
             if (r == 0 || key < bestKey) {
                 best = r;
                 bestKey = key;
