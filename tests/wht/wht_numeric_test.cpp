@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <thread>
 
 #include "test_util.h"
 #include "wht_test_util.h"
@@ -173,5 +174,38 @@ void selfInverse() {
 }
 TEST(WhtNumeric, SelfInverse32f) { selfInverse<float>(); }
 TEST(WhtNumeric, SelfInverse64f) { selfInverse<double>(); }
+
+// The kernels keep no state between or during calls: threads transforming
+// different data at once, each with its own allocation (null buffer) or its
+// own caller's buffer, all get the bits of the level loop.
+template <class T>
+void concurrentCalls() {
+    constexpr int kThreads = 4;
+    for (int order : {7, 8, 11, 13}) {
+        const std::size_t n = std::size_t(1) << order;
+        bool ok[kThreads] = {};
+        std::vector<std::thread> threads;
+        for (int t = 0; t < kThreads; ++t) {
+            threads.emplace_back([&ok, t, order, n] {
+                const auto x = randomReals<T>(n, 400u + 10u * t + order);
+                const auto want = levelLoop(x, order, ScaleBySqrtN);
+                Scratch<T> scratch(order);
+                std::vector<T> y(n);
+                bool good = true;
+                for (int rep = 0; rep < 8; ++rep) {
+                    std::fill(y.begin(), y.end(), T(0));
+                    good &= Wht<T>::kernel(order)(x.data(), y.data(), ScaleBySqrtN,
+                                                  rep % 2 ? scratch.get() : nullptr) == StatusOk;
+                    good &= sameBits(y.data(), want.data(), n * sizeof(T));
+                }
+                ok[t] = good;
+            });
+        }
+        for (auto& th : threads) th.join();
+        for (int t = 0; t < kThreads; ++t) EXPECT_TRUE(ok[t]) << Wht<T>::name << " order " << order << " thread " << t;
+    }
+}
+TEST(WhtNumeric, ConcurrentCalls32f) { concurrentCalls<float>(); }
+TEST(WhtNumeric, ConcurrentCalls64f) { concurrentCalls<double>(); }
 
 }  // namespace
