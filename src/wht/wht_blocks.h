@@ -112,8 +112,10 @@ struct Vec<double> {
     static QRBG_ALWAYS_INLINE R mul(R a, R b) { return _mm_mul_pd(a, b); }
 
     // Caller's arrays: a 16-byte move when aligned, otherwise a low-half and
-    // a high-half 8-byte move per vector (cheaper than a split 16-byte move
-    // on the target, and exact for doubles that are only 8- or 4-aligned).
+    // a high-half 8-byte move per vector, which processors with slow
+    // unaligned 16-byte moves prefer. A compiler tuned for processors where
+    // unaligned moves are cheap may fuse the halves into one such move; it
+    // touches the same bytes, so the results cannot differ.
     template <bool kAligned>
     static QRBG_ALWAYS_INLINE R load(const double* p) {
         return ld2<kAligned>(p);

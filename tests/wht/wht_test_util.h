@@ -58,9 +58,10 @@ struct Wht<double> {
 };
 #undef QRBT_NOBUF
 
-// The scale of a flag. 1/sqrt(2) is taken as 1.0 / sqrt(2.0) in double
-// (rounded once more for floats) and the powers of two come from ldexp, so a
-// wrong stored constant in the library shows up against these values.
+// The scale of a flag. 1/sqrt(2) is taken as 1.0 / sqrt(2.0) in double,
+// which is 0x3FE6A09E667F3BCC, one unit below the correctly rounded value,
+// and that rounded once more (0x3F3504F3) for floats; the powers of two come
+// from ldexp. A wrong stored constant in the library shows up against these.
 template <class T>
 T whtScale(int order, int flag) {
     switch (flag) {
