@@ -1,6 +1,6 @@
 // Double-precision Walsh-Hadamard kernels, orders 1 to 13.
 //
-//   1, 2      scalar, one form
+//   1, 2      scalar, one form (wht_scalar.cpp)
 //   3         one unrolled block of two quads; both memory forms in the one
 //             function (the block is too small to be worth a twin)
 //   4 to 7    one unrolled block of quads, no scratch
@@ -8,9 +8,6 @@
 //   11, 12    three passes through groups of 256 elements (2048 bytes)
 //   13        three passes through groups of 1024 elements (8192 bytes)
 #include "wht_kernels.h"
-
-QRBG_WHT_SCALAR(1, 64f, Qrbg64f)
-QRBG_WHT_SCALAR(2, 64f, Qrbg64f)
 
 extern "C" QRBG_API Status qrbgWHT_3_64f(const Qrbg64f* src, Qrbg64f* dst, std::int32_t flag) {
     if (::qrbg::misaligned(src, dst)) return ::qrbg::wht::straightKernel<Qrbg64f, 3, false>(src, dst, flag);
