@@ -151,10 +151,10 @@ struct Vec<double> {
 
 // ---- Whole-vector levels ---------------------------------------------------
 
-// Two levels at once on four vectors a, b, c, d standing at distances of one
-// and two units of the lower level: the lower level pairs (a, b) and (c, d),
-// the upper one the results. Each element still goes through the lower level
-// first.
+// Two adjacent levels at once on four vectors a, b, c, d from positions 0,
+// q, 2q and 3q: the lower level pairs (a, b) and (c, d), which stand q
+// apart, the upper level pairs its results, which stand 2q apart. Each
+// element still goes through the lower level first.
 template <class T, class St>
 QRBG_ALWAYS_INLINE void radix4(typename Vec<T>::R a, typename Vec<T>::R b, typename Vec<T>::R c,
                                typename Vec<T>::R d, St&& st) {
@@ -235,7 +235,8 @@ constexpr T pow2(int e) {  // 2^e, exact (no run-time math)
 
 // 1/sqrt(2) as the library stores it. The double is 1.0 divided by the
 // double nearest to sqrt(2), one unit in the last place below the correctly
-// rounded value; both precisions keep these exact bits at all odd orders.
+// rounded value. Every odd order scales this significand by an exact power
+// of two, so the constants of all odd orders agree in their digits.
 template <class T>
 constexpr T kInvSqrt2 = 0;
 template <>
