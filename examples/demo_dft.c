@@ -7,6 +7,7 @@
 #include <math.h>
 #include <qrbgen.h>
 #include <stdio.h>
+#include <string.h>
 
 #define N 8
 
@@ -25,7 +26,7 @@ static void print_spectrum(const char* title, const Qrbg64fc* X, int n) {
 void demo_dft(void) {
     const double pi = 3.14159265358979323846;
     Qrbg64fc x[N], X[N], back[N];
-    Qrbg32fc xf[4], Xf[4];
+    Qrbg32fc xf[48], Xf[48];
     double err = 0.0;
     int n, st;
 
@@ -48,13 +49,21 @@ void demo_dft(void) {
     }
     printf("\nInverse transform (status %d) gives the signal back, largest error %.3g\n", st, err);
 
-    for (n = 0; n < 4; ++n) {
-        xf[n].re = (float)n;
+    /* A 48-point single-precision transform of a real cosine at bin 5: the
+     * energy shows up at bins 5 and 43 = 48 - 5, half in each. */
+    for (n = 0; n < 48; ++n) {
+        xf[n].re = (float)cos(2.0 * pi * 5.0 * n / 48.0);
         xf[n].im = 0.0f;
     }
-    st = qrbgDFTFwd_CToC_4_32fc(xf, Xf, ScaleNone);
-    printf("\n32fc, N = 4, of the ramp 0 1 2 3 (status %d):\n", st);
-    for (n = 0; n < 4; ++n) printf("  bin %d  %+g %+gi\n", n, Xf[n].re, Xf[n].im);
+    st = qrbgDFTFwd_CToC_48_32fc(xf, Xf, ScaleFwdByN);
+    printf("\n32fc, N = 48, of cos(2 pi 5 n / 48) under ScaleFwdByN (status %d):\n", st);
+    for (n = 0; n < 48; ++n)
+        if (fabs(Xf[n].re) > 1e-4 || fabs(Xf[n].im) > 1e-4) printf("  bin %2d  %+.6f %+.6fi\n", n, Xf[n].re, Xf[n].im);
+
+    /* Any alignment and in-place operation give the same bits. */
+    st = qrbgDFTFwd_CToC_48_32fc(xf, xf, ScaleFwdByN);
+    printf("  the same call in place (status %d) gives %s\n", st,
+           memcmp(xf, Xf, sizeof Xf) == 0 ? "the same bits" : "other bits");
 
     st = qrbgDFTFwd_CToC_4_32fc(xf, Xf, 3);
     printf("\nA flag of 3 is refused: status %d (StatusBadFlag = %d)\n", st, StatusBadFlag);
