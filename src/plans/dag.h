@@ -92,6 +92,12 @@ public:
 
     int constIndex(const std::vector<double>& lanes);
 
+    // Nodes from this id on belong to the output side of the kernel (the
+    // join of the top, the scale); the scheduler emits them as soon as they
+    // are ready so that results leave the registers early.
+    void markOutputSide() { outputSide_ = static_cast<int>(nodes_.size()); }
+    int outputSide() const { return outputSide_; }
+
 private:
     int make(Op op, int a, int b, int imm);
     Ref addPos(int x, int y);
@@ -116,6 +122,7 @@ private:
     std::unordered_map<Key, int, KeyHash> index_;
     std::vector<std::pair<int, int>> outputs_;
     int scaleNode_ = -1;
+    int outputSide_ = 1 << 30;
 };
 
 }  // namespace qrbgen::plans

@@ -53,44 +53,103 @@ std::string flagSwitch(const KernelDag& k, F assign, bool single) {
     return o.str();
 }
 
-// Emission order: nodes in creation order (which is topological), each load
-// placed right before its first use and each store right after its value.
-// Since every output of a transform depends on every input, all loads then
-// come before the first store, which keeps src == dst safe.
-// With loadsFirst every load is emitted at the top instead (for kernels in
-// which an output does not depend on every input slot).
+// Emission order: a list schedule over the live nodes. The output side (join,
+// scale, store) goes first as soon as it is ready, so results leave the
+// registers early; the network follows its creation order, which walks the
+// plan stage by stage and sub-transform by sub-transform; a load is taken
+// only when nothing else is ready, so it sits right before its first use.
+// Every output of a transform depends on every input, so all loads still
+// come before the first store, which keeps src == dst safe; the scheduler
+// checks it. With loadsFirst every load is emitted at the top instead (for
+// kernels in which an output does not depend on every input slot).
 template <class EmitNode, class EmitLoad, class EmitStore>
 void schedule(const Dag& d, EmitNode emitNode, EmitLoad emitLoad, EmitStore emitStore, bool loadsFirst = false) {
+    const std::size_t count = d.nodes().size();
     std::vector<bool> lv = d.live();
-    std::vector<bool> loaded(d.nodes().size(), false);
-    std::vector<int> outSlot(d.nodes().size(), -1);
+    std::vector<int> outSlot(count, -1);
     for (auto& o : d.outputs()) outSlot[static_cast<std::size_t>(o.second)] = o.first;
-    bool stored = false;
-    if (loadsFirst)
-        for (std::size_t i = 0; i < d.nodes().size(); ++i)
-            if (lv[i] && d.nodes()[i].op == Op::Input) {
-                loaded[i] = true;
-                emitLoad(static_cast<int>(i));
-            }
-    auto ensure = [&](int id) {
-        if (id < 0 || loaded[static_cast<std::size_t>(id)]) return;
-        if (d.node(id).op != Op::Input) return;
-        if (stored) throw std::logic_error("a load would follow a store");
-        loaded[static_cast<std::size_t>(id)] = true;
-        emitLoad(id);
+    // Values that are emitted as code: everything live but constants and the scale.
+    auto isValue = [&](std::size_t i) {
+        Op op = d.nodes()[i].op;
+        return lv[i] && op != Op::Const && op != Op::Scale;
     };
-    for (std::size_t i = 0; i < d.nodes().size(); ++i) {
-        if (!lv[i]) continue;
+    auto isOperand = [&](int id) { return id >= 0 && isValue(static_cast<std::size_t>(id)); };
+    std::vector<int> usesLeft(count, 0), waiting(count, 0);
+    std::vector<std::vector<int>> users(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        if (!isValue(i)) continue;
         const Node& n = d.nodes()[i];
-        if (n.op == Op::Input || n.op == Op::Const || n.op == Op::Scale) continue;
-        ensure(n.a);
-        ensure(n.b);
-        emitNode(static_cast<int>(i));
-        if (outSlot[i] >= 0) {
-            emitStore(outSlot[i], static_cast<int>(i));
-            stored = true;
+        for (int opnd : {n.a, n.b}) {
+            if (!isOperand(opnd)) continue;
+            ++usesLeft[static_cast<std::size_t>(opnd)];
+            ++waiting[i];
+            users[static_cast<std::size_t>(opnd)].push_back(static_cast<int>(i));
+        }
+        if (n.a >= 0 && n.a == n.b && isOperand(n.a)) {
+            // x op x: one operand slot counts once
+            --usesLeft[static_cast<std::size_t>(n.a)];
+            --waiting[i];
+            users[static_cast<std::size_t>(n.a)].pop_back();
         }
     }
+    std::vector<int> ready;
+    std::vector<bool> done(count, false), queued(count, false);
+    bool stored = false;
+    auto emit = [&](int id) {
+        const Node& n = d.node(id);
+        done[static_cast<std::size_t>(id)] = true;
+        if (n.op == Op::Input) {
+            if (stored) throw std::logic_error("a load would follow a store");
+            emitLoad(id);
+        } else {
+            emitNode(id);
+        }
+        if (outSlot[static_cast<std::size_t>(id)] >= 0) {
+            emitStore(outSlot[static_cast<std::size_t>(id)], id);
+            stored = true;
+        }
+        for (int opnd : {n.a, n.b})
+            if (isOperand(opnd)) --usesLeft[static_cast<std::size_t>(opnd)];
+        if (n.a >= 0 && n.a == n.b && isOperand(n.a)) ++usesLeft[static_cast<std::size_t>(n.a)];
+        for (int u : users[static_cast<std::size_t>(id)])
+            if (--waiting[static_cast<std::size_t>(u)] == 0 && !queued[static_cast<std::size_t>(u)]) {
+                queued[static_cast<std::size_t>(u)] = true;
+                ready.push_back(u);
+            }
+    };
+    if (loadsFirst)
+        for (std::size_t i = 0; i < count; ++i)
+            if (isValue(i) && d.nodes()[i].op == Op::Input) {
+                queued[i] = true;
+                emit(static_cast<int>(i));
+            }
+    for (std::size_t i = 0; i < count; ++i)
+        if (isValue(i) && !queued[i] && waiting[i] == 0) {
+            queued[i] = true;
+            ready.push_back(static_cast<int>(i));
+        }
+    while (!ready.empty()) {
+        // Output side first, then the network in creation order (which
+        // follows the plan's stages and sub-transforms), loads last.
+        std::size_t best = 0;
+        long long bestKey = 0;
+        for (std::size_t r = 0; r < ready.size(); ++r) {
+            const int id = ready[r];
+            long long key = id;
+            if (id >= d.outputSide()) key -= 1LL << 40;
+            else if (d.node(id).op == Op::Input) key += 1LL << 40;
+            if (r == 0 || key < bestKey) {
+                best = r;
+                bestKey = key;
+            }
+        }
+        const int id = ready[best];
+        ready[best] = ready.back();
+        ready.pop_back();
+        emit(id);
+    }
+    for (std::size_t i = 0; i < count; ++i)
+        if (isValue(i) && !done[i]) throw std::logic_error("scheduler left a node out");
 }
 
 std::string v(int id) { return "v" + std::to_string(id); }
@@ -165,6 +224,88 @@ std::string emitPair64fc(const KernelDag& k) {
         o << "    else body_" << base << "<false>" << call;
         o << "    return StatusOk;\n}\n";
     }
+    return "namespace {\n\n" + o.str();
+}
+
+std::string emitSplit32fc(const KernelDag& k) {
+    const Dag& d = k.dag;
+    const std::string base = baseName(k);
+    std::ostringstream o;
+    o << "alignas(16) const float kK_" << base << "[][4] = {\n";
+    for (const Constant& c : d.constants()) {
+        o << "    {";
+        for (int l = 0; l < 4; ++l) {
+            const double v = c.lanes.size() == 1 ? c.lanes[0] : c.lanes.at(static_cast<std::size_t>(l));
+            o << (l ? ", " : "") << litF(static_cast<float>(v));
+        }
+        o << "},\n";
+    }
+    if (d.constants().empty()) o << "    {0.0f, 0.0f, 0.0f, 0.0f},\n";
+    o << "};\n\n";
+    o << "template <bool kAligned>\nQRBG_ALWAYS_INLINE void body_" << base << "(const float* x, float* y, __m128 vs) {\n";
+    auto at = [](const char* p, int e) { return std::string(p) + " + " + std::to_string(2 * e); };
+    schedule(
+        d,
+        [&](int id) {
+            const Node& n = d.node(id);
+            o << "    const __m128 " << v(id) << " = ";
+            switch (n.op) {
+                case Op::Add: o << "_mm_add_ps(" << v(n.a) << ", " << v(n.b) << ")"; break;
+                case Op::Sub: o << "_mm_sub_ps(" << v(n.a) << ", " << v(n.b) << ")"; break;
+                case Op::Mul:
+                    if (d.node(n.a).op == Op::Scale) o << "_mm_mul_ps(" << v(n.b) << ", vs)";
+                    else o << "_mm_mul_ps(" << v(n.b) << ", _mm_load_ps(kK_" << base << "[" << d.node(n.a).imm << "]))";
+                    break;
+                case Op::Shuf:
+                    switch (static_cast<ShufKind>(n.imm)) {
+                        case ShufEven: o << "_mm_shuffle_ps(" << v(n.a) << ", " << v(n.b) << ", _MM_SHUFFLE(2, 0, 2, 0))"; break;
+                        case ShufOdd: o << "_mm_shuffle_ps(" << v(n.a) << ", " << v(n.b) << ", _MM_SHUFFLE(3, 1, 3, 1))"; break;
+                        case UnpackLo: o << "_mm_unpacklo_ps(" << v(n.a) << ", " << v(n.b) << ")"; break;
+                        case UnpackHi: o << "_mm_unpackhi_ps(" << v(n.a) << ", " << v(n.b) << ")"; break;
+                        case MoveLH: o << "_mm_movelh_ps(" << v(n.a) << ", " << v(n.b) << ")"; break;
+                        case MoveHL: o << "_mm_movehl_ps(" << v(n.a) << ", " << v(n.b) << ")"; break;
+                    }
+                    break;
+                default: throw std::logic_error("split emitter: unexpected operation");
+            }
+            o << ";\n";
+        },
+        [&](int id) {
+            const MoveSpec& m = k.loads.at(static_cast<std::size_t>(d.node(id).imm));
+            o << "    const __m128 " << v(id) << " = ";
+            if (m.e1 == m.e0 + 1 && m.e0 % 2 == 0) o << "qrbg::ld4<kAligned>(" << at("x", m.e0) << ")";
+            else if (m.e1 == m.e0 + 1 && m.merge)
+                o << "kAligned ? qrbg::ldMerge(" << at("x", m.e0) << ") : qrbg::ld4<false>(" << at("x", m.e0) << ")";
+            else if (m.e1 == m.e0 + 1)
+                o << "kAligned ? qrbg::ldHalves(" << at("x", m.e0) << ", " << at("x", m.e1) << ") : qrbg::ld4<false>(" << at("x", m.e0) << ")";
+            else if (m.e1 >= 0) o << "qrbg::ldHalves(" << at("x", m.e0) << ", " << at("x", m.e1) << ")";
+            else o << "qrbg::ldHalves(" << at("x", m.e0) << ")";
+            o << ";\n";
+        },
+        [&](int slot, int id) {
+            const MoveSpec& m = k.stores.at(static_cast<std::size_t>(slot));
+            if (m.e1 == m.e0 + 1 && m.e0 % 2 == 0) o << "    qrbg::st4<kAligned>(" << at("y", m.e0) << ", " << v(id) << ");\n";
+            else if (m.e1 == m.e0 + 1) o << "    qrbg::st4<false>(" << at("y", m.e0) << ", " << v(id) << ");\n";
+            else {
+                o << "    qrbg::stLo(" << at("y", m.e0) << ", " << v(id) << ");\n";
+                if (m.e1 >= 0) o << "    qrbg::stHi(" << at("y", m.e1) << ", " << v(id) << ");\n";
+            }
+        });
+    o << "}\n\n";
+    const std::string name = dftName(k), un = dftUnalignedName(k);
+    const std::string sig = "(const Qrbg32fc* src, Qrbg32fc* dst, int32_t flag)";
+    std::ostringstream t;
+    t << "    if (src == nullptr) return StatusNullPointer;\n";
+    t << "    if (dst == nullptr) return StatusNullPointer;\n";
+    t << "    float s;\n";
+    t << flagSwitch(k, [](const std::string& l) { return "s = " + l + ";"; }, true);
+    const std::string call = "(reinterpret_cast<const float*>(src), reinterpret_cast<float*>(dst), qrbg::broadcast(s));\n";
+    o << "QRBG_NOINLINE Status " << un << sig << " {\n" << t.str();
+    o << "    body_" << base << "<false>" << call << "    return StatusOk;\n}\n\n";
+    o << "}  // namespace\n\n";
+    o << "extern \"C\" QRBG_API Status " << name << sig << " {\n";
+    o << "    if (qrbg::misaligned(src, dst)) return " << un << "(src, dst, flag);\n" << t.str();
+    o << "    body_" << base << "<true>" << call << "    return StatusOk;\n}\n";
     return "namespace {\n\n" + o.str();
 }
 

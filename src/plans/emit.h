@@ -11,7 +11,7 @@ namespace qrbgen::plans {
 std::string dftName(const KernelDag& k);
 std::string dftUnalignedName(const KernelDag& k);
 
-// 64fc pair form (Part of the frame: memory forms inside the function for
+// 64fc pair form (memory forms inside the exported function for
 // N = 2..4, a separate unaligned twin from N = 5 on).
 std::string emitPair64fc(const KernelDag& k);
 
@@ -19,6 +19,10 @@ std::string emitPair64fc(const KernelDag& k);
 // by the rule that a value with several consumers is held as a single and a
 // product with a double constant keeps its expression in double.
 std::string emitScalar32fc(const KernelDag& k);
+
+// 32fc lengths 6 to 64, split form; the aligned kernel and its separate
+// unaligned twin.
+std::string emitSplit32fc(const KernelDag& k);
 
 // A double constant as an exact C++ literal.
 std::string lit(double v);

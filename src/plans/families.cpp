@@ -6,7 +6,7 @@ namespace {
 
 // Families whose kernels are written by hand rather than generated say here
 // whether they are part of the library yet.
-constexpr bool kWhtBuilt = false;
+constexpr bool kWhtBuilt = true;
 constexpr bool kDct4Built = true;
 
 std::function<std::string(int)> fixed(const std::string& p) {

@@ -42,13 +42,14 @@ Ref iTimes(Dag& d, const Network& net, Ref s) {
 }  // namespace
 
 KernelDag buildPair64fc(int n, const std::string& planText, bool inverse) {
-    KernelDag k{Elem::C64, n, inverse, planText, Dag{}};
+    KernelDag k{Elem::C64, n, inverse, planText, Dag{}, {}, {}, 0};
     PlanNode plan = parsePlanFor(planText, n, Elem::C64);
     Dag& d = k.dag;
     std::vector<Ref> x(static_cast<std::size_t>(n));
     for (int i = 0; i < n; ++i) x[i] = d.input(i);
     Network net(d, NetOptions{});
     RW w = net.R(plan, x, 1);
+    d.markOutputSide();
     std::vector<Ref> X(static_cast<std::size_t>(n));
     X[0] = w.C[0];
     if (n % 2 == 0) X[n / 2] = w.C[n / 2];
@@ -63,7 +64,7 @@ KernelDag buildPair64fc(int n, const std::string& planText, bool inverse) {
 }
 
 KernelDag buildScalar32fc(int n, const std::string& planText, bool inverse) {
-    KernelDag k{Elem::C32, n, inverse, planText, Dag{}};
+    KernelDag k{Elem::C32, n, inverse, planText, Dag{}, {}, {}, 0};
     PlanNode plan = parsePlanFor(planText, n, Elem::C32);
     if (!plan.isLeaf() || n > 5) throw UnsupportedPlan("scalar 32fc kernels exist for lengths 2 to 5");
     Dag& d = k.dag;
@@ -77,6 +78,7 @@ KernelDag buildScalar32fc(int n, const std::string& planText, bool inverse) {
     Network net(d, opt);
     RW wr = net.R(plan, re, 1);
     RW wi = net.R(plan, im, 1);
+    d.markOutputSide();
     std::vector<Ref> Xr(static_cast<std::size_t>(n)), Xi(static_cast<std::size_t>(n));
     Xr[0] = wr.C[0];
     Xi[0] = wi.C[0];

@@ -82,11 +82,14 @@ int main(int argc, char** argv) {
                 try {
                     std::string bodies;
                     for (bool inverse : {false, true}) {
-                        KernelDag k = is64 ? buildPair64fc(row.n, row.plan64fc, inverse)
-                                           : buildScalar32fc(row.n, row.plan32fc, inverse);
-                        bodies += is64 ? emitPair64fc(k) : emitScalar32fc(k);
+                        KernelDag k = is64            ? buildPair64fc(row.n, row.plan64fc, inverse)
+                                      : row.n <= 5 ? buildScalar32fc(row.n, row.plan32fc, inverse)
+                                                   : buildSplit32fc(row.n, row.plan32fc, inverse);
+                        bodies += is64 ? emitPair64fc(k) : row.n <= 5 ? emitScalar32fc(k) : emitSplit32fc(k);
                         bodies += "\n";
-                        counts.push_back({is64 ? "64fc" : "32fc", row.n, inverse, k.dag.counts()});
+                        OpCounts c = k.dag.counts();
+                        c.shuf += k.extraShuffles;
+                        counts.push_back({is64 ? "64fc" : "32fc", row.n, inverse, c});
                     }
                     file << "#include \"kernel_support.h\"\n\n" << bodies;
                     auto& fwd = is64 ? built.fwd64fc : built.fwd32fc;

@@ -20,10 +20,13 @@ const Row kCounts[] = {
 };
 
 // The base formulas fix the order and sign of every operation, so the split
-// between additions and subtractions is fixed there; elsewhere only their sum
-// is a property of the plan.
+// between additions and subtractions is fixed there. In the sums of three or
+// more terms of 7- and 11-point stages the grouping is free, and with it the
+// sign in which a value is carried: there, and in composite 64fc networks,
+// only the sum of additions and subtractions is a property of the plan.
 bool splitFixed(const std::string& elem, int n) {
-    return elem == "32fc" || n == 2 || n == 3 || n == 4 || n == 5 || n == 7 || n == 8;
+    if (elem == "32fc") return n % 7 != 0 && n % 11 != 0;
+    return n == 2 || n == 3 || n == 4 || n == 5 || n == 7 || n == 8;
 }
 
 }  // namespace
@@ -48,9 +51,17 @@ TEST(DftCounts, MatchThePlanTable) {
             }
         } else {
             const auto& t = row->counts32fc;
-            EXPECT_EQ(r.add, t.add) << what;
-            EXPECT_EQ(r.sub, t.sub) << what;
+            EXPECT_EQ(r.add + r.sub, t.add + t.sub) << what;
             EXPECT_EQ(r.mul, t.mul) << what;
+            if (splitFixed(elem, r.n)) {
+                EXPECT_EQ(r.add, t.add) << what;
+                EXPECT_EQ(r.sub, t.sub) << what;
+            }
+            // Lane moves are reported; the plan's figure is a target, and a
+            // kernel must not need many more than it.
+            if (r.n > 5) {
+                EXPECT_LE(r.shuf, t.shuffles + t.shuffles / 4) << what;
+            }
         }
         ++checked;
     }

@@ -181,7 +181,62 @@ void check(const std::vector<int>& lengths, Formula formula) {
     }
 }
 
+// Rule C over the base kernels in single precision, for N = 4 * b with
+// b = 2 or 4: 4-point transforms at stride b, every twiddle row n2 >= 1
+// multiplied as a full complex product (trivial factors included), then
+// b-point transforms.
+std::vector<F> dft4(const std::vector<F>& x, bool inverse) {
+    F a = x[0] + x[2], b = x[0] - x[2], c = x[1] + x[3], d = x[1] - x[3];
+    return inverse ? std::vector<F>{a + c, plusI(b, d), a - c, minusI(b, d)}
+                   : std::vector<F>{a + c, minusI(b, d), a - c, plusI(b, d)};
+}
+std::vector<F> ruleC(const std::vector<F>& x, bool inverse) {
+    const int n = static_cast<int>(x.size()), b = n / 4;
+    const long double pi = 3.141592653589793238462643383279502884L;
+    std::vector<std::vector<F>> Y(static_cast<std::size_t>(b));
+    for (int n2 = 0; n2 < b; ++n2) {
+        Y[n2] = dft4({x[n2], x[b + n2], x[2 * b + n2], x[3 * b + n2]}, inverse);
+        for (int k1 = 0; k1 < 4 && n2 > 0; ++k1) {
+            const long double ang = 2 * pi * (n2 * k1 % n) / n;
+            const float c = static_cast<float>(std::cos(ang));
+            const float s = static_cast<float>(inverse ? std::sin(ang) : -std::sin(ang));
+            const F z = Y[n2][k1];
+            Y[n2][k1] = {z.re * c - z.im * s, z.re * s + z.im * c};
+        }
+    }
+    std::vector<F> X(x.size());
+    for (int k1 = 0; k1 < 4; ++k1) {
+        std::vector<F> col(static_cast<std::size_t>(b));
+        for (int n2 = 0; n2 < b; ++n2) col[n2] = Y[n2][k1];
+        std::vector<F> W = b == 2 ? std::vector<F>{col[0] + col[1], col[0] - col[1]} : dft4(col, inverse);
+        for (int k2 = 0; k2 < b; ++k2) X[k1 + 4 * k2] = W[k2];
+    }
+    return X;
+}
+
 }  // namespace
+
+TEST(DftFormulas, SingleRuleCAtLengths8And16) {
+    int checked = 0;
+    for (const auto& k : kernels<float>()) {
+        if (k.n != 8 && k.n != 16) continue;
+        ++checked;
+        for (int trial = 0; trial < 20; ++trial) {
+            auto raw = randomReals<float>(2 * static_cast<std::size_t>(k.n), 300u * k.n + trial, -8.f, 8.f);
+            std::vector<F> x(static_cast<std::size_t>(k.n));
+            std::memcpy(x.data(), raw.data(), raw.size() * sizeof(float));
+            for (bool inverse : {false, true}) {
+                std::vector<F> want = ruleC(x, inverse), y(x.size());
+                ASSERT_EQ((inverse ? k.inv : k.fwd)(reinterpret_cast<const Qrbg32fc*>(x.data()),
+                                                    reinterpret_cast<Qrbg32fc*>(y.data()), ScaleNone),
+                          StatusOk);
+                EXPECT_TRUE(sameBits(y.data(), want.data(), y.size() * sizeof(F)))
+                    << "N=" << k.n << (inverse ? " inverse" : " forward");
+            }
+        }
+    }
+    EXPECT_EQ(checked, 2);
+}
 
 TEST(DftFormulas, Double) { check<double>({2, 3, 4, 5, 7, 8}, dft64); }
 TEST(DftFormulas, Single) { check<float>({2, 3, 4, 5}, dft32); }

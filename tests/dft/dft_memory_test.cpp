@@ -22,7 +22,9 @@ void badArguments() {
         const std::size_t bytes = sizeof(C<T>) * static_cast<std::size_t>(k.n);
         for (auto f : {k.fwd, k.inv}) {
             for (std::size_t off : {std::size_t(0), std::size_t(8)}) {
-                Buffer src(bytes, 0), dst(bytes, off);
+                // src and dst misaligned in turn, so that each null test is
+                // also made with a misaligned other pointer
+                Buffer src(bytes, 8 - off), dst(bytes, off);
                 auto x = randomReals<T>(2 * static_cast<std::size_t>(k.n), 3);
                 std::memcpy(src.data(), x.data(), bytes);
                 std::memset(dst.data(), 0x7e, bytes);

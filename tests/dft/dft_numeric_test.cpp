@@ -132,6 +132,31 @@ void reversal(const std::vector<int>& lengths) {
     }
 }
 
+// Exchange: the inverse equals the forward transform of the input with real
+// and imaginary parts exchanged, with the parts of the result exchanged.
+template <class T>
+void exchange(const std::vector<int>& except) {
+    for (const auto& k : kernels<T>()) {
+        if (std::find(except.begin(), except.end(), k.n) != except.end()) continue;
+        auto x = randomReals<T>(2 * static_cast<std::size_t>(k.n), 21u * k.n);
+        std::vector<T> swapped(x.size());
+        for (int i = 0; i < k.n; ++i) {
+            swapped[2 * i] = x[2 * i + 1];
+            swapped[2 * i + 1] = x[2 * i];
+        }
+        for (int flag : kFlags) {
+            auto inv = run<T>(k.inv, x, flag);
+            // the inverse under flag f scales like the forward under the mirrored flag
+            const int mirrored = flag == ScaleFwdByN ? ScaleInvByN : flag == ScaleInvByN ? ScaleFwdByN : flag;
+            auto fwd = run<T>(k.fwd, swapped, mirrored);
+            for (int i = 0; i < k.n; ++i) {
+                EXPECT_TRUE(sameBits(&inv[2 * i], &fwd[2 * i + 1], sizeof(T)) && sameBits(&inv[2 * i + 1], &fwd[2 * i], sizeof(T)))
+                    << Types<T>::name << " N=" << k.n << " bin " << i << " flag " << flag;
+            }
+        }
+    }
+}
+
 }  // namespace
 
 TEST(DftAccuracy, Single) { accuracy<float>(4e-7); }
@@ -150,4 +175,8 @@ TEST(DftValues, ReversalIdentity) {
     for (int n = 2; n <= 64; ++n)
         if (std::find(std::begin(except64), std::end(except64), n) == std::end(except64)) lengths64.push_back(n);
     reversal<double>(lengths64);
+}
+TEST(DftValues, ExchangeIdentity) {
+    exchange<float>({19, 23, 37, 47, 59, 61});
+    exchange<double>({11, 22, 23, 25, 29, 31, 33, 43, 44, 46, 47, 49, 50, 55, 58, 59, 61, 62});
 }

@@ -57,7 +57,7 @@ inline const std::vector<Kernel<double>>& kernels<double>() {
 inline const int kFlags[] = {ScaleFwdByN, ScaleInvByN, ScaleBySqrtN, ScaleNone};
 inline const int kBadFlags[] = {0, 3, 5, 6, 7, 9, 12, 16, -1};
 
-// The scale of Part of the frame: 1/N and 1/sqrt(N) evaluated in double,
+// The scale a kernel applies: 1/N and 1/sqrt(N) evaluated in double,
 // rounded once to T.
 template <class T>
 T scaleFor(int n, bool inverse, int flag) {

@@ -60,5 +60,16 @@ if(NOT core_funcs STREQUAL "qrbFree;qrbMalloc" OR core_others)
   message(FATAL_ERROR "libqrbcore exports ${core_funcs} ${core_others}")
 endif()
 
+# The library allocates only through qrbMalloc: no kernel uses the C or C++
+# heap directly.
+execute_process(COMMAND ${NM} -D --undefined-only --format=posix ${LIB} OUTPUT_VARIABLE imports)
+string(REPLACE "\n" ";" import_lines "${imports}")
+foreach(line IN LISTS import_lines)
+  string(REGEX MATCH "^[^ @]+" sym "${line}")
+  if(sym MATCHES "^(malloc|calloc|realloc|free|aligned_alloc|posix_memalign|memalign|valloc|_Zn[wa][jm].*|_Zd[la]Pv.*)$")
+    message(FATAL_ERROR "libqrbgenv8 imports the allocator function ${sym}")
+  endif()
+endforeach()
+
 check_soname(${LIB} "libqrbgenv8.so.6.1")
 check_soname(${CORE} "libqrbcore.so.6.1")
