@@ -40,12 +40,29 @@ QRBG_FI void hGroup(typename V::T* out, I32 rowStride, const typename V::T* src,
 // Four lane groups at a time make one 64-byte line per point and per row.
 constexpr I32 kWide = 4;
 
+// From this many bytes of data on, the lines that the staged kernels write
+// go around the caches: the next level reads them in another order, long
+// after they would have been evicted anyway.
+constexpr std::int64_t kStreamBytes = 4 << 20;
+template <class T>
+bool streamed(I32 N) {
+    return std::int64_t(sizeof(T)) * N >= kStreamBytes;
+}
+
+template <bool Stream, class V>
+QRBG_FI void putLine(V v, typename V::T* p) {
+    if constexpr (Stream)
+        v.stream(p);
+    else
+        v.store(p);
+}
+
 // hGroup on kWide neighbouring lane groups whose points lie far apart: the
 // points are first copied, a whole line each, to the stack; the kernels run
 // there one lane group after the other, and each row leaves as a whole line.
 // Long power-of-two strides would otherwise evict a line before the next
 // lane group reads the rest of it.
-template <class V, int L>
+template <class V, int L, bool Stream>
 QRBG_FI void hGroupStaged(typename V::T* out, I32 rowStride, const typename V::T* src, I32 a, I32 mirror,
                           I32 stride, I32 o) {
     using T = typename V::T;
@@ -69,23 +86,28 @@ QRBG_FI void hGroupStaged(typename V::T* out, I32 rowStride, const typename V::T
     }
 #pragma GCC unroll 4
     for (int r = 0; r < L; ++r)
-        for (int w = 0; w < W; ++w) V::load(in[r] + nu * w).store(out + r * rowStride + o + nu * w);
+        for (int w = 0; w < W; ++w) putLine<Stream>(V::load(in[r] + nu * w), out + r * rowStride + o + nu * w);
 }
 
 // `groups` neighbouring column groups.
 template <class V, int L>
 void hGroups(typename V::T* out, I32 rowStride, const typename V::T* src, I32 a, I32 mirror, I32 stride, I32 o,
-             I32 groups) {
+             I32 groups, bool stream) {
     constexpr int nu = V::lanes;
     I32 k = 0;
-    if (L >= 8 && stride * L * I32(sizeof(typename V::T)) >= 65536)
-        for (; k + kWide <= groups; k += kWide)
-            hGroupStaged<V, L>(out, rowStride, src, a + nu * k, mirror - nu * k, stride, o + nu * k);
+    if (L >= 8 && stride * L * I32(sizeof(typename V::T)) >= 65536) {
+        if (stream)
+            for (; k + kWide <= groups; k += kWide)
+                hGroupStaged<V, L, true>(out, rowStride, src, a + nu * k, mirror - nu * k, stride, o + nu * k);
+        else
+            for (; k + kWide <= groups; k += kWide)
+                hGroupStaged<V, L, false>(out, rowStride, src, a + nu * k, mirror - nu * k, stride, o + nu * k);
+    }
     for (; k < groups; ++k) hGroup<V, L>(out, rowStride, src, a + nu * k, mirror - nu * k, stride, o + nu * k);
 }
 
 template <class T>
-using HGroupFn = void (*)(T*, I32, const T*, I32, I32, I32, I32, I32);
+using HGroupFn = void (*)(T*, I32, const T*, I32, I32, I32, I32, I32, bool);
 
 // Fixed kernels of env5 and env9 by rule 1 to 6.
 template <class T>
@@ -169,7 +191,7 @@ QRBG_FI void env8Kernel(const Env8* e, typename V::T* out, const typename V::T* 
 // env8Kernel on kWide neighbouring lane groups, staged through the stack
 // like hGroupStaged: rows leave as whole lines, and enter so too where they
 // lie far apart (StageIn); densely packed input rows are read in place.
-template <class V, int MP, bool StageIn>
+template <class V, int MP, bool StageIn, bool Stream>
 QRBG_FI void env8KernelStaged(const Env8* e, typename V::T* out, const typename V::T* in, I32 g, I32 o) {
     using T = typename V::T;
     constexpr int nu = V::lanes, W = kWide, R = W * nu;
@@ -209,8 +231,8 @@ QRBG_FI void env8KernelStaged(const Env8* e, typename V::T* out, const typename 
         const I32 q = t < MP / 2 ? g + n * t : Lm1 - (g + n * t);
         T* re = out + (2 * q) * M + o;
         for (int w = 0; w < W; ++w) {
-            V::load(rows[t] + nu * w).store(re + nu * w);
-            V::load(rows[MP + t] + nu * w).store(re + M + nu * w);
+            putLine<Stream>(V::load(rows[t] + nu * w), re + nu * w);
+            putLine<Stream>(V::load(rows[MP + t] + nu * w), re + M + nu * w);
         }
     }
 }
@@ -220,12 +242,16 @@ void env8Kernels(const Env8* e, T* out, const T* in, I32 o0, I32 groups) {
     using V = typename VecOf<T>::type;
     constexpr int nu = V::lanes;
     const bool staged = groups % kWide == 0 && e->M * MP * 2 >= 1024;
-    const bool stageIn = e->M * I32(sizeof(T)) >= 1024;
+    const bool stageIn = e->M * I32(sizeof(T)) >= 1024, stream = streamed<T>(e->N);
     for (I32 g = 0; g < e->c; ++g) {
-        if (staged && stageIn)
-            for (I32 k = 0; k < groups; k += kWide) env8KernelStaged<V, MP, true>(e, out, in, g, o0 + nu * k);
+        if (staged && stageIn && stream)
+            for (I32 k = 0; k < groups; k += kWide) env8KernelStaged<V, MP, true, true>(e, out, in, g, o0 + nu * k);
+        else if (staged && stageIn)
+            for (I32 k = 0; k < groups; k += kWide) env8KernelStaged<V, MP, true, false>(e, out, in, g, o0 + nu * k);
+        else if (staged && stream)
+            for (I32 k = 0; k < groups; k += kWide) env8KernelStaged<V, MP, false, true>(e, out, in, g, o0 + nu * k);
         else if (staged)
-            for (I32 k = 0; k < groups; k += kWide) env8KernelStaged<V, MP, false>(e, out, in, g, o0 + nu * k);
+            for (I32 k = 0; k < groups; k += kWide) env8KernelStaged<V, MP, false, false>(e, out, in, g, o0 + nu * k);
         else
             for (I32 k = 0; k < groups; ++k) env8Kernel<V, MP>(e, out, in, g, o0 + nu * k);
     }
@@ -322,7 +348,7 @@ void env4Kernels(const Env4* e, T* dst, const T* in) {
     I32 g = 0;
     // A destination far larger than the caches is written around them, where
     // its alignment allows; that leaves the caches to the plan's scratch.
-    const bool stream = reinterpret_cast<std::uintptr_t>(dst) % 16 == 0 && I32(sizeof(T)) * e->N >= (4 << 20);
+    const bool stream = reinterpret_cast<std::uintptr_t>(dst) % 16 == 0 && streamed<T>(e->N);
     if (e->L * I32(sizeof(T)) >= 1024) {
         if (stream) {
             for (; g + kWide <= e->groups; g += kWide) env4GroupStaged<V, m, true>(e, dst, in, g);
@@ -458,7 +484,7 @@ Status Ops<T>::env9_compute(const Env9* e, T* out, const T* src, I32 a, I32 b, I
     const HGroupFn<T> fn = HTable<T>::fn[e->rule];
     for (I32 j = 0; j < mp; ++j) {
         const I32 aj = a + j * S, bj = b - 2 * j * S;
-        fn(out, e->outStride, src, aj, aj + bj, e->pointStride, o + j * M, groups);
+        fn(out, e->outStride, src, aj, aj + bj, e->pointStride, o + j * M, groups, streamed<T>(e->N));
     }
     return StatusOk;
 }
@@ -480,7 +506,7 @@ Status Ops<T>::env5_compute(const Env5* e, T* out, const T* src) {
         env7_compute(static_cast<const Env7*>(EnvList_get(e->stage, 0)), out, src, 0, twoNm1, 0, e->groups);
         return StatusOk;
     }
-    HTable<T>::fn[e->rule](out, e->M, src, 0, twoNm1, e->S, 0, e->groups);
+    HTable<T>::fn[e->rule](out, e->M, src, 0, twoNm1, e->S, 0, e->groups, streamed<T>(e->N));
     return StatusOk;
 }
 
@@ -496,6 +522,7 @@ Status Ops<T>::compute(const T* src, T* dst, const Env1* spec) {
     env5_compute(static_cast<const Env5*>(EnvList_get(e3->stage, 0)), buf, src);
     const auto* e2 = static_cast<const Env2*>(EnvList_get(spec->lastStage, 0));
     env4_compute(static_cast<const Env4*>(EnvList_get(e2->stage, 0)), dst, buf);
+    _mm_sfence();  // streamed lines are ordered before whatever the caller does next
     return StatusOk;
 }
 
