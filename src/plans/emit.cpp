@@ -152,6 +152,48 @@ void schedule(const Dag& d, EmitNode emitNode, EmitLoad emitLoad, EmitStore emit
         if (isValue(i) && !done[i]) throw std::logic_error("scheduler left a node out");
 }
 
+// The argument tests that follow the choice of memory form: src, dst, then
+// the flag, which selects the scale s of the element precision.
+std::string argumentTests(const KernelDag& k, bool single) {
+    std::ostringstream t;
+    t << "    if (src == nullptr) return StatusNullPointer;\n";
+    t << "    if (dst == nullptr) return StatusNullPointer;\n";
+    t << (single ? "    float s;\n" : "    double s;\n");
+    t << flagSwitch(k, [](const std::string& l) { return "s = " + l + ";"; }, single);
+    return t.str();
+}
+
+// The exported kernel around body_<base><kAligned>: the memory form is
+// chosen first, either by a call of the separate unaligned twin (which makes
+// the same tests itself) or inside the function; then the argument tests,
+// then the body with the scale argument `scaleArg`.
+std::string vectorFrame(const KernelDag& k, const char* elem, const char* real, const std::string& scaleArg,
+                        bool separateTwin) {
+    const std::string base = baseName(k), name = dftName(k), un = dftUnalignedName(k);
+    const bool single = k.elem == Elem::C32;
+    const std::string sig = std::string("(const ") + elem + "* src, " + elem + "* dst, int32_t flag)";
+    const std::string tests = argumentTests(k, single);
+    const std::string call = std::string("(reinterpret_cast<const ") + real + "*>(src), reinterpret_cast<" + real +
+                             "*>(dst), " + scaleArg + ");\n";
+    std::ostringstream o;
+    if (separateTwin) {
+        o << "QRBG_NOINLINE Status " << un << sig << " {\n" << tests;
+        o << "    body_" << base << "<false>" << call << "    return StatusOk;\n}\n\n";
+        o << "}  // namespace\n\n";
+        o << "extern \"C\" QRBG_API Status " << name << sig << " {\n";
+        o << "    if (qrbg::misaligned(src, dst)) return " << un << "(src, dst, flag);\n" << tests;
+        o << "    body_" << base << "<true>" << call << "    return StatusOk;\n}\n";
+    } else {
+        o << "}  // namespace\n\n";
+        o << "extern \"C\" QRBG_API Status " << name << sig << " {\n";
+        o << "    const bool aligned = !qrbg::misaligned(src, dst);\n" << tests;
+        o << "    if (aligned) body_" << base << "<true>" << call;
+        o << "    else body_" << base << "<false>" << call;
+        o << "    return StatusOk;\n}\n";
+    }
+    return o.str();
+}
+
 std::string v(int id) { return "v" + std::to_string(id); }
 
 }  // namespace
@@ -198,32 +240,7 @@ std::string emitPair64fc(const KernelDag& k) {
         [&](int slot, int id) { o << "    qrbg::st2<kAligned>(y + " << 2 * slot << ", " << v(id) << ");\n"; });
     o << "}\n\n";
 
-    const std::string name = dftName(k), un = dftUnalignedName(k);
-    const std::string sig = "(const Qrbg64fc* src, Qrbg64fc* dst, int32_t flag)";
-    auto tests = [&]() {
-        std::ostringstream t;
-        t << "    if (src == nullptr) return StatusNullPointer;\n";
-        t << "    if (dst == nullptr) return StatusNullPointer;\n";
-        t << "    double s;\n";
-        t << flagSwitch(k, [](const std::string& l) { return "s = " + l + ";"; }, false);
-        return t.str();
-    };
-    const std::string call = "(reinterpret_cast<const double*>(src), reinterpret_cast<double*>(dst), _mm_set1_pd(s));\n";
-    if (k.n >= 5) {
-        o << "QRBG_NOINLINE Status " << un << sig << " {\n" << tests();
-        o << "    body_" << base << "<false>" << call << "    return StatusOk;\n}\n\n";
-        o << "}  // namespace\n\n";
-        o << "extern \"C\" QRBG_API Status " << name << sig << " {\n";
-        o << "    if (qrbg::misaligned(src, dst)) return " << un << "(src, dst, flag);\n" << tests();
-        o << "    body_" << base << "<true>" << call << "    return StatusOk;\n}\n";
-    } else {
-        o << "}  // namespace\n\n";
-        o << "extern \"C\" QRBG_API Status " << name << sig << " {\n";
-        o << "    const bool aligned = !qrbg::misaligned(src, dst);\n" << tests();
-        o << "    if (aligned) body_" << base << "<true>" << call;
-        o << "    else body_" << base << "<false>" << call;
-        o << "    return StatusOk;\n}\n";
-    }
+    o << vectorFrame(k, "Qrbg64fc", "double", "_mm_set1_pd(s)", k.n >= 5);
     return "namespace {\n\n" + o.str();
 }
 
@@ -292,20 +309,7 @@ std::string emitSplit32fc(const KernelDag& k) {
             }
         });
     o << "}\n\n";
-    const std::string name = dftName(k), un = dftUnalignedName(k);
-    const std::string sig = "(const Qrbg32fc* src, Qrbg32fc* dst, int32_t flag)";
-    std::ostringstream t;
-    t << "    if (src == nullptr) return StatusNullPointer;\n";
-    t << "    if (dst == nullptr) return StatusNullPointer;\n";
-    t << "    float s;\n";
-    t << flagSwitch(k, [](const std::string& l) { return "s = " + l + ";"; }, true);
-    const std::string call = "(reinterpret_cast<const float*>(src), reinterpret_cast<float*>(dst), qrbg::broadcast(s));\n";
-    o << "QRBG_NOINLINE Status " << un << sig << " {\n" << t.str();
-    o << "    body_" << base << "<false>" << call << "    return StatusOk;\n}\n\n";
-    o << "}  // namespace\n\n";
-    o << "extern \"C\" QRBG_API Status " << name << sig << " {\n";
-    o << "    if (qrbg::misaligned(src, dst)) return " << un << "(src, dst, flag);\n" << t.str();
-    o << "    body_" << base << "<true>" << call << "    return StatusOk;\n}\n";
+    o << vectorFrame(k, "Qrbg32fc", "float", "qrbg::broadcast(s)", true);
     return "namespace {\n\n" + o.str();
 }
 
@@ -361,10 +365,7 @@ std::string emitScalar32fc(const KernelDag& k) {
         [&](int slot, int id) { o << "    y[" << slot << "] = " << v(id) << ";\n"; }, true);
     o << "}\n\n}  // namespace\n\n";
     o << "extern \"C\" QRBG_API Status " << dftName(k) << "(const Qrbg32fc* src, Qrbg32fc* dst, int32_t flag) {\n";
-    o << "    if (src == nullptr) return StatusNullPointer;\n";
-    o << "    if (dst == nullptr) return StatusNullPointer;\n";
-    o << "    float s;\n";
-    o << flagSwitch(k, [](const std::string& l) { return "s = " + l + ";"; }, true);
+    o << argumentTests(k, true);
     o << "    body_" << base << "(reinterpret_cast<const float*>(src), reinterpret_cast<float*>(dst), s);\n";
     o << "    return StatusOk;\n}\n";
     return o.str();
