@@ -133,7 +133,7 @@ std::vector<Ref> transpose(Dag& d, std::vector<Ref> rows) {
 
 // Lane moves take their operands with positive sign; the plans never carry
 // a value negated into a transpose or an interleave.
-Ref positive(Dag&, Ref x) {
+Ref positive(Ref x) {
     if (x.neg) throw std::logic_error("a negated value reaches a lane move");
     return x;
 }
@@ -203,8 +203,8 @@ KernelDag buildSplit32fc(int N, const std::string& planText, bool inverse) {
         for (int c = 0; c < chunks; ++c) {
             std::vector<Ref> re, im;
             for (int t = 0; t < 4 && 4 * j + t < a; ++t) {
-                re.push_back(positive(d, Y[4 * j + t][c].re));
-                im.push_back(positive(d, Y[4 * j + t][c].im));
+                re.push_back(positive(Y[4 * j + t][c].re));
+                im.push_back(positive(Y[4 * j + t][c].im));
             }
             std::vector<Ref> cre = transpose(d, re), cim = transpose(d, im);
             for (int u = 0; u < 4 && 4 * c + u < b; ++u) Z[4 * c + u] = {cre[u], cim[u]};
@@ -236,7 +236,7 @@ KernelDag buildSplit32fc(int N, const std::string& planText, bool inverse) {
         }
         std::vector<CVec> W = cn.dft(pb, Z, rb);
         for (int k2 = 0; k2 < b; ++k2) {
-            Ref re = positive(d, W[k2].re), im = positive(d, W[k2].im);
+            Ref re = positive(W[k2].re), im = positive(W[k2].im);
             for (int h = 0; h < 2; ++h) {
                 const int k1 = 4 * j + 2 * h;
                 if (k1 >= a) break;
