@@ -78,30 +78,33 @@ I32 Ops<T>::env8_chooseRule(I32 mp) {
 namespace {
 
 template <class T>
-struct Mem {
+struct Mem {  // the memory of each node kind and its subtree, by formula
     using O = Ops<T>;
     static I64 scratch(I32 N) { return alignUp(I64(O::sz) * N); }
 
-    static I64 m7(I32 L, I32 N) {
+    static I64 env7_mem(I32 L, I32 N) {
         I32 mp;
         if (divisorsIntNonTriv(&mp, L / 2) != StatusOk) return kBad;
         if (O::env8_chooseRule(mp) == 0) return kBad;
         const I32 n = L / mp, c = n / 2;
-        const I64 sub = m9(n, N);
+        const I64 sub = env9_mem(n, N);
         if (sub < 0) return kBad;
         return alignUp(env8TableBytes(c, mp)) + scratch(N) + sub + kEnv7;
     }
-    static I64 m9(I32 n, I32 N) {
+    static I64 env9_mem(I32 n, I32 N) {
         if (O::env5_chooseRule(n) <= 6) return kEnv9;
-        const I64 sub = m7(n, N);
+        const I64 sub = env7_mem(n, N);
         return sub < 0 ? kBad : sub + kEnv9 + 2 * LH;
     }
-    static I64 m5(I32 L, I32 N) {
+    static I64 env5_mem(I32 L, I32 N) {
         if (O::env5_chooseRule(L) <= 6) return kEnv5;
-        const I64 sub = m7(L, N);
+        const I64 sub = env7_mem(L, N);
         return sub < 0 ? kBad : sub + kEnv5 + 2 * LH;
     }
-    static I64 m1(I32 N) {
+    // env2 and its env4, whose table holds N elements; env3 over its env5.
+    static I64 env2_mem(I32 N) { return scratch(N) + kEnv2; }
+    static I64 env3_mem(I64 env5) { return env5 + kEnv3; }
+    static I64 env1_mem(I32 N) {
         if (O::env1_chooseRule(N) <= 5) return kRoot;
         // The halves of the extension need an even length.
         if (N % 2 != 0) return kBad;
@@ -110,11 +113,9 @@ struct Mem {
         const I32 L = N / m, K = L / 2;
         if (K % O::nu != 0 || O::env4_chooseRule(m) == 0) return kBad;  // env2 and env4
         if (m % O::nu != 0) return kBad;                                // env3
-        const I64 sub5 = m5(L, N);
+        const I64 sub5 = env5_mem(L, N);
         if (sub5 < 0) return kBad;
-        const I64 m2 = scratch(N) + kEnv2;  // the env4 table holds N elements
-        const I64 m3 = sub5 + kEnv3;
-        return m2 + m3 + scratch(N) + kRootSplit;
+        return env2_mem(N) + env3_mem(sub5) + scratch(N) + kRootSplit;
     }
 };
 
@@ -124,7 +125,7 @@ struct Mem {
 // beyond the 32-bit range are refused: that is what bounds the length.
 template <class T>
 I32 Ops<T>::env1_mem(I32 N) {
-    const I64 s = Mem<T>::m1(N);
+    const I64 s = Mem<T>::env1_mem(N);
     if (s < 0 || s + 64 > INT32_MAX) return StatusBadSize;
     return static_cast<I32>(s);
 }
