@@ -9,7 +9,6 @@
 namespace qrbgen::plans {
 
 struct Family {
-    std::string group;    // "frame", "dft", "real", "hartley", "wht", "dct4", "entry"
     std::string pattern;  // "{N}" stands for the size (length or order)
     std::string ret;      // C return type
     std::function<std::string(int)> params;  // C parameter list for a size

@@ -108,7 +108,6 @@ int main(int argc, char** argv) {
         // Header, export list and export names from the family list.
         std::ostringstream decls, map, names;
         map << "{\n  global:\n";
-        std::string group;
         for (const Family& f : families(built)) {
             const int lo = f.lo, hi = f.hi;
             for (int s = lo; s <= hi; ++s) {
