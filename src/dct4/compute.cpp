@@ -19,7 +19,7 @@ namespace {
 // neighbouring source elements, so each point is one unaligned load. Row r
 // of the result goes to out + r rowStride + o by one aligned store.
 template <class V, int L>
-QRBG_FI void hGroup(typename V::T* out, I32 rowStride, const typename V::T* src, I32 a, I32 mirror, I32 stride,
+QRBG_INLINE void hGroup(typename V::T* out, I32 rowStride, const typename V::T* src, I32 a, I32 mirror, I32 stride,
                     I32 o) {
     constexpr int nu = V::lanes;
     V v[L];
@@ -50,7 +50,7 @@ bool streamed(I32 N) {
 }
 
 template <bool Stream, class V>
-QRBG_FI void putLine(V v, typename V::T* p) {
+QRBG_INLINE void putLine(V v, typename V::T* p) {
     if constexpr (Stream)
         v.stream(p);
     else
@@ -63,7 +63,7 @@ QRBG_FI void putLine(V v, typename V::T* p) {
 // Long power-of-two strides would otherwise evict a line before the next
 // lane group reads the rest of it.
 template <class V, int L, bool Stream>
-QRBG_FI void hGroupStaged(typename V::T* out, I32 rowStride, const typename V::T* src, I32 a, I32 mirror,
+QRBG_INLINE void hGroupStaged(typename V::T* out, I32 rowStride, const typename V::T* src, I32 a, I32 mirror,
                           I32 stride, I32 o) {
     using T = typename V::T;
     constexpr int nu = V::lanes, W = kWide, R = W * nu;
@@ -121,7 +121,7 @@ struct HTable {
 
 // D(m') for one kernel g: z[a], a < m', becomes G[t], t < m'.
 template <class V, int tn>
-QRBG_FI void D8(Cx<V>* z, const typename V::T* rt, Cx<V>* G) {
+QRBG_INLINE void D8(Cx<V>* z, const typename V::T* rt, Cx<V>* G) {
 #pragma GCC unroll 8
     for (int a = 1; a < 8; ++a)
         z[a] = rot(z[a], V::load(rt + 2 * tn * (a - 1)), V::load(rt + 2 * tn * (a - 1) + tn));
@@ -129,7 +129,7 @@ QRBG_FI void D8(Cx<V>* z, const typename V::T* rt, Cx<V>* G) {
 }
 
 template <class V, int MP, int nu>
-QRBG_FI void D2(Cx<V>* z, const typename V::T* inner, const typename V::T* outer, Cx<V>* G) {
+QRBG_INLINE void D2(Cx<V>* z, const typename V::T* inner, const typename V::T* outer, Cx<V>* G) {
     constexpr int B = MP / 4;
 #pragma GCC unroll 8
     for (int s = 1; s < B; ++s) {
@@ -157,7 +157,7 @@ QRBG_FI void D2(Cx<V>* z, const typename V::T* inner, const typename V::T* outer
 }
 
 template <class V, int MP>
-QRBG_FI void env8Kernel(const Env8* e, typename V::T* out, const typename V::T* in, I32 g, I32 o) {
+QRBG_INLINE void env8Kernel(const Env8* e, typename V::T* out, const typename V::T* in, I32 g, I32 o) {
     using T = typename V::T;
     constexpr int nu = VecOf<T>::type::lanes;
     const I32 M = e->M, n = e->n, Lm1 = e->Lm1, c = e->c;
@@ -192,7 +192,7 @@ QRBG_FI void env8Kernel(const Env8* e, typename V::T* out, const typename V::T* 
 // like hGroupStaged: rows leave as whole lines, and enter so too where they
 // lie far apart (StageIn); densely packed input rows are read in place.
 template <class V, int MP, bool StageIn, bool Stream>
-QRBG_FI void env8KernelStaged(const Env8* e, typename V::T* out, const typename V::T* in, I32 g, I32 o) {
+QRBG_INLINE void env8KernelStaged(const Env8* e, typename V::T* out, const typename V::T* in, I32 g, I32 o) {
     using T = typename V::T;
     constexpr int nu = V::lanes, W = kWide, R = W * nu;
     const I32 M = e->M, n = e->n, Lm1 = e->Lm1, c = e->c;
@@ -261,7 +261,7 @@ void env8Kernels(const Env8* e, T* out, const T* in, I32 o0, I32 groups) {
 
 // Columns c of rows 2q (u) and 2q+1 (w) for the nu lanes q = q0 + l: a
 // transpose of nu-by-nu blocks of the scratch.
-QRBG_FI void loadColumns(const float* rows, I32 m, int c4, V4f* u, V4f* w) {
+QRBG_INLINE void loadColumns(const float* rows, I32 m, int c4, V4f* u, V4f* w) {
     for (int part = 0; part < 2; ++part) {
         const float* p = rows + part * m + c4;
         __m128 r0 = _mm_load_ps(p), r1 = _mm_load_ps(p + 2 * m), r2 = _mm_load_ps(p + 4 * m),
@@ -271,7 +271,7 @@ QRBG_FI void loadColumns(const float* rows, I32 m, int c4, V4f* u, V4f* w) {
         d[c4] = {r0}, d[c4 + 1] = {r1}, d[c4 + 2] = {r2}, d[c4 + 3] = {r3};
     }
 }
-QRBG_FI void loadColumns(const double* rows, I32 m, int c2, V2d* u, V2d* w) {
+QRBG_INLINE void loadColumns(const double* rows, I32 m, int c2, V2d* u, V2d* w) {
     for (int part = 0; part < 2; ++part) {
         const double* p = rows + part * m + c2;
         const __m128d r0 = _mm_load_pd(p), r1 = _mm_load_pd(p + 2 * m);
@@ -283,7 +283,7 @@ QRBG_FI void loadColumns(const double* rows, I32 m, int c2, V2d* u, V2d* w) {
 // Synthesis kernels of the lanes q = nu g .. nu g + nu - 1: the rotated
 // columns through T(m) into v[0 .. 2m-1].
 template <class V, int m>
-QRBG_FI void env4Core(const Env4* e, const typename V::T* in, I32 g, V* v) {
+QRBG_INLINE void env4Core(const Env4* e, const typename V::T* in, I32 g, V* v) {
     using T = typename V::T;
     constexpr int nu = V::lanes;
     const I32 q0 = nu * g;
@@ -302,7 +302,7 @@ QRBG_FI void env4Core(const Env4* e, const typename V::T* in, I32 g, V* v) {
 }
 
 template <class V, int m>
-QRBG_FI void env4Group(const Env4* e, typename V::T* dst, const typename V::T* in, I32 g) {
+QRBG_INLINE void env4Group(const Env4* e, typename V::T* dst, const typename V::T* in, I32 g) {
     constexpr int nu = V::lanes;
     const I32 L = e->L, q0 = nu * g;
     V v[2 * m];
@@ -316,7 +316,7 @@ QRBG_FI void env4Group(const Env4* e, typename V::T* dst, const typename V::T* i
 // kWide neighbouring groups whose destination rows lie far apart: results
 // are collected on the stack and leave as whole lines.
 template <class V, int m, bool Stream>
-QRBG_FI void env4GroupStaged(const Env4* e, typename V::T* dst, const typename V::T* in, I32 g0) {
+QRBG_INLINE void env4GroupStaged(const Env4* e, typename V::T* dst, const typename V::T* in, I32 g0) {
     using T = typename V::T;
     constexpr int nu = V::lanes, W = kWide, R = W * nu;
     const I32 L = e->L, q0 = nu * g0;

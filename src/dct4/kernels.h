@@ -30,16 +30,16 @@ struct Cx {
     V re, im;
 };
 template <class V>
-QRBG_FI Cx<V> operator+(Cx<V> a, Cx<V> b) { return {a.re + b.re, a.im + b.im}; }
+QRBG_INLINE Cx<V> operator+(Cx<V> a, Cx<V> b) { return {a.re + b.re, a.im + b.im}; }
 template <class V>
-QRBG_FI Cx<V> operator-(Cx<V> a, Cx<V> b) { return {a.re - b.re, a.im - b.im}; }
+QRBG_INLINE Cx<V> operator-(Cx<V> a, Cx<V> b) { return {a.re - b.re, a.im - b.im}; }
 // z (c + j s)
 template <class V>
-QRBG_FI Cx<V> rot(Cx<V> z, V c, V s) {
+QRBG_INLINE Cx<V> rot(Cx<V> z, V c, V s) {
     return {c * z.re - s * z.im, s * z.re + c * z.im};
 }
 template <class V>
-QRBG_FI Cx<V> rotc(Cx<V> z, typename V::T c, typename V::T s) {
+QRBG_INLINE Cx<V> rotc(Cx<V> z, typename V::T c, typename V::T s) {
     return rot(z, V::set1(c), V::set1(s));
 }
 
@@ -69,7 +69,7 @@ struct HTw {
 };
 
 template <class V, int L, int S>
-QRBG_FI void H(const V* v, Cx<V>* G) {
+QRBG_INLINE void H(const V* v, Cx<V>* G) {
     using T = typename V::T;
     if constexpr (L == 2) {
         G[0] = {v[0], v[S]};
@@ -129,7 +129,7 @@ struct TTw {
 };
 
 template <class V, int m, bool R4>
-QRBG_FI void Tk(const Cx<V>* z, V* out) {
+QRBG_INLINE void Tk(const Cx<V>* z, V* out) {
     using T = typename V::T;
     if constexpr (m == 1) {
         out[0] = z[0].re;
@@ -182,7 +182,7 @@ QRBG_FI void Tk(const Cx<V>* z, V* out) {
 // ---- F4, F8: complex DFTs with positive exponent, x[a S] -> X[t] -------------
 
 template <class V>
-QRBG_FI void F4(Cx<V> x0, Cx<V> x1, Cx<V> x2, Cx<V> x3, Cx<V>* X, int step) {
+QRBG_INLINE void F4(Cx<V> x0, Cx<V> x1, Cx<V> x2, Cx<V> x3, Cx<V>* X, int step) {
     const Cx<V> a0 = x0 + x2, a1 = x0 - x2, b0 = x1 + x3, b1 = x1 - x3;
     X[0] = a0 + b0;
     X[2 * step] = a0 - b0;
@@ -191,7 +191,7 @@ QRBG_FI void F4(Cx<V> x0, Cx<V> x1, Cx<V> x2, Cx<V> x3, Cx<V>* X, int step) {
 }
 
 template <class V>
-QRBG_FI void F8(const Cx<V>* x, int S, Cx<V>* X, int step) {
+QRBG_INLINE void F8(const Cx<V>* x, int S, Cx<V>* X, int step) {
     using T = typename V::T;
     const V h = V::set1(kH<T>);
     Cx<V> u[4], w[4];

@@ -3,9 +3,7 @@
 // operators so that a kernel's text is the same for every lane count.
 #pragma once
 
-#include <emmintrin.h>
-
-#define QRBG_FI inline __attribute__((always_inline))
+#include "qrbg_simd.h"
 
 namespace qrbg::dct4 {
 
@@ -13,37 +11,37 @@ struct V4f {
     __m128 v;
     using T = float;
     static constexpr int lanes = 4;
-    static QRBG_FI V4f set1(float x) { return {_mm_set1_ps(x)}; }
-    static QRBG_FI V4f load(const float* p) { return {_mm_load_ps(p)}; }
-    static QRBG_FI V4f loadu(const float* p) { return {_mm_loadu_ps(p)}; }
-    QRBG_FI void store(float* p) const { _mm_store_ps(p, v); }
-    QRBG_FI void storeu(float* p) const { _mm_storeu_ps(p, v); }
+    static QRBG_INLINE V4f set1(float x) { return {_mm_set1_ps(x)}; }
+    static QRBG_INLINE V4f load(const float* p) { return {_mm_load_ps(p)}; }
+    static QRBG_INLINE V4f loadu(const float* p) { return {_mm_loadu_ps(p)}; }
+    QRBG_INLINE void store(float* p) const { _mm_store_ps(p, v); }
+    QRBG_INLINE void storeu(float* p) const { _mm_storeu_ps(p, v); }
     // Aligned store that bypasses the caches.
-    QRBG_FI void stream(float* p) const { _mm_stream_ps(p, v); }
+    QRBG_INLINE void stream(float* p) const { _mm_stream_ps(p, v); }
     // Lanes in the opposite order.
-    QRBG_FI V4f reversed() const { return {_mm_shuffle_ps(v, v, _MM_SHUFFLE(0, 1, 2, 3))}; }
-    QRBG_FI V4f neg() const { return {_mm_xor_ps(v, _mm_set1_ps(-0.0f))}; }
+    QRBG_INLINE V4f reversed() const { return {_mm_shuffle_ps(v, v, _MM_SHUFFLE(0, 1, 2, 3))}; }
+    QRBG_INLINE V4f neg() const { return {_mm_xor_ps(v, _mm_set1_ps(-0.0f))}; }
 };
-QRBG_FI V4f operator+(V4f a, V4f b) { return {_mm_add_ps(a.v, b.v)}; }
-QRBG_FI V4f operator-(V4f a, V4f b) { return {_mm_sub_ps(a.v, b.v)}; }
-QRBG_FI V4f operator*(V4f a, V4f b) { return {_mm_mul_ps(a.v, b.v)}; }
+QRBG_INLINE V4f operator+(V4f a, V4f b) { return {_mm_add_ps(a.v, b.v)}; }
+QRBG_INLINE V4f operator-(V4f a, V4f b) { return {_mm_sub_ps(a.v, b.v)}; }
+QRBG_INLINE V4f operator*(V4f a, V4f b) { return {_mm_mul_ps(a.v, b.v)}; }
 
 struct V2d {
     __m128d v;
     using T = double;
     static constexpr int lanes = 2;
-    static QRBG_FI V2d set1(double x) { return {_mm_set1_pd(x)}; }
-    static QRBG_FI V2d load(const double* p) { return {_mm_load_pd(p)}; }
-    static QRBG_FI V2d loadu(const double* p) { return {_mm_loadu_pd(p)}; }
-    QRBG_FI void store(double* p) const { _mm_store_pd(p, v); }
-    QRBG_FI void storeu(double* p) const { _mm_storeu_pd(p, v); }
-    QRBG_FI void stream(double* p) const { _mm_stream_pd(p, v); }
-    QRBG_FI V2d reversed() const { return {_mm_shuffle_pd(v, v, 1)}; }
-    QRBG_FI V2d neg() const { return {_mm_xor_pd(v, _mm_set1_pd(-0.0))}; }
+    static QRBG_INLINE V2d set1(double x) { return {_mm_set1_pd(x)}; }
+    static QRBG_INLINE V2d load(const double* p) { return {_mm_load_pd(p)}; }
+    static QRBG_INLINE V2d loadu(const double* p) { return {_mm_loadu_pd(p)}; }
+    QRBG_INLINE void store(double* p) const { _mm_store_pd(p, v); }
+    QRBG_INLINE void storeu(double* p) const { _mm_storeu_pd(p, v); }
+    QRBG_INLINE void stream(double* p) const { _mm_stream_pd(p, v); }
+    QRBG_INLINE V2d reversed() const { return {_mm_shuffle_pd(v, v, 1)}; }
+    QRBG_INLINE V2d neg() const { return {_mm_xor_pd(v, _mm_set1_pd(-0.0))}; }
 };
-QRBG_FI V2d operator+(V2d a, V2d b) { return {_mm_add_pd(a.v, b.v)}; }
-QRBG_FI V2d operator-(V2d a, V2d b) { return {_mm_sub_pd(a.v, b.v)}; }
-QRBG_FI V2d operator*(V2d a, V2d b) { return {_mm_mul_pd(a.v, b.v)}; }
+QRBG_INLINE V2d operator+(V2d a, V2d b) { return {_mm_add_pd(a.v, b.v)}; }
+QRBG_INLINE V2d operator-(V2d a, V2d b) { return {_mm_sub_pd(a.v, b.v)}; }
+QRBG_INLINE V2d operator*(V2d a, V2d b) { return {_mm_mul_pd(a.v, b.v)}; }
 
 // One lane: the direct kernels of lengths 2 to 32.
 template <class TT>
@@ -51,20 +49,20 @@ struct Sc {
     TT v;
     using T = TT;
     static constexpr int lanes = 1;
-    static QRBG_FI Sc set1(TT x) { return {x}; }
-    static QRBG_FI Sc load(const TT* p) { return {*p}; }
-    static QRBG_FI Sc loadu(const TT* p) { return {*p}; }
-    QRBG_FI void store(TT* p) const { *p = v; }
-    QRBG_FI void storeu(TT* p) const { *p = v; }
-    QRBG_FI Sc reversed() const { return *this; }
-    QRBG_FI Sc neg() const { return {-v}; }
+    static QRBG_INLINE Sc set1(TT x) { return {x}; }
+    static QRBG_INLINE Sc load(const TT* p) { return {*p}; }
+    static QRBG_INLINE Sc loadu(const TT* p) { return {*p}; }
+    QRBG_INLINE void store(TT* p) const { *p = v; }
+    QRBG_INLINE void storeu(TT* p) const { *p = v; }
+    QRBG_INLINE Sc reversed() const { return *this; }
+    QRBG_INLINE Sc neg() const { return {-v}; }
 };
 template <class TT>
-QRBG_FI Sc<TT> operator+(Sc<TT> a, Sc<TT> b) { return {a.v + b.v}; }
+QRBG_INLINE Sc<TT> operator+(Sc<TT> a, Sc<TT> b) { return {a.v + b.v}; }
 template <class TT>
-QRBG_FI Sc<TT> operator-(Sc<TT> a, Sc<TT> b) { return {a.v - b.v}; }
+QRBG_INLINE Sc<TT> operator-(Sc<TT> a, Sc<TT> b) { return {a.v - b.v}; }
 template <class TT>
-QRBG_FI Sc<TT> operator*(Sc<TT> a, Sc<TT> b) { return {a.v * b.v}; }
+QRBG_INLINE Sc<TT> operator*(Sc<TT> a, Sc<TT> b) { return {a.v * b.v}; }
 
 template <class T>
 struct VecOf;

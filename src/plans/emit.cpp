@@ -213,7 +213,7 @@ std::string emitPair64fc(const KernelDag& k) {
     }
     if (d.constants().empty()) o << "    {0.0, 0.0},\n";
     o << "};\n\n";
-    o << "template <bool kAligned>\nQRBG_ALWAYS_INLINE void body_" << base
+    o << "template <bool kAligned>\nQRBG_INLINE void body_" << base
       << "(const double* x, double* y, __m128d vs) {\n";
     o << "    (void)vs;\n";
     schedule(
@@ -259,7 +259,7 @@ std::string emitSplit32fc(const KernelDag& k) {
     }
     if (d.constants().empty()) o << "    {0.0f, 0.0f, 0.0f, 0.0f},\n";
     o << "};\n\n";
-    o << "template <bool kAligned>\nQRBG_ALWAYS_INLINE void body_" << base << "(const float* x, float* y, __m128 vs) {\n";
+    o << "template <bool kAligned>\nQRBG_INLINE void body_" << base << "(const float* x, float* y, __m128 vs) {\n";
     auto at = [](const char* p, int e) { return std::string(p) + " + " + std::to_string(2 * e); };
     schedule(
         d,
@@ -322,7 +322,7 @@ std::string emitScalar32fc(const KernelDag& k) {
     // Precision of every node: true = double.
     std::vector<char> dbl(d.nodes().size(), 0);
     std::ostringstream o;
-    o << "namespace {\n\nQRBG_ALWAYS_INLINE void body_" << base << "(const float* x, float* y, float s) {\n";
+    o << "namespace {\n\nQRBG_INLINE void body_" << base << "(const float* x, float* y, float s) {\n";
     auto operand = [&](int id) {
         // A single operand of a double operation is widened, which is exact.
         return dbl[static_cast<std::size_t>(id)] ? v(id) : "static_cast<double>(" + v(id) + ")";
@@ -361,8 +361,8 @@ std::string emitScalar32fc(const KernelDag& k) {
                 o << "    const " << (isD ? "double " : "float ") << v(id) << " = " << expr << ";\n";
             }
         },
-        [&](int id) { o << "    const float " << v(id) << " = x[" << d.node(id).imm << "];\n"; },
-        [&](int slot, int id) { o << "    y[" << slot << "] = " << v(id) << ";\n"; }, true);
+        [&](int id) { o << "    const float " << v(id) << " = qrbg::ld1(x + " << d.node(id).imm << ");\n"; },
+        [&](int slot, int id) { o << "    qrbg::st1(y + " << slot << ", " << v(id) << ");\n"; }, true);
     o << "}\n\n}  // namespace\n\n";
     o << "extern \"C\" QRBG_API Status " << dftName(k) << "(const Qrbg32fc* src, Qrbg32fc* dst, int32_t flag) {\n";
     o << argumentTests(k, true);

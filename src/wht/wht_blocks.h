@@ -20,18 +20,16 @@
 #include <cstdint>
 #include <utility>
 
-#include "kernel_support.h"
-
-// Lambdas take the attribute without `inline`.
-#define QRBG_ALWAYS_INLINE_LAMBDA __attribute__((always_inline))
+#include "qrbg_simd.h"
+#include "qrbgen.h"
 
 namespace qrbg::wht {
 
 // Calls f(integral_constant<int, 0>) ... f(integral_constant<int, N-1>):
 // an unrolled loop whose index is a constant expression.
 template <int N, class F>
-QRBG_ALWAYS_INLINE void unroll(F&& f) {
-    [&]<int... I>(std::integer_sequence<int, I...>) QRBG_ALWAYS_INLINE_LAMBDA {
+QRBG_INLINE void unroll(F&& f) {
+    [&]<int... I>(std::integer_sequence<int, I...>) QRBG_INLINE_LAMBDA {
         (f(std::integral_constant<int, I>{}), ...);
     }(std::make_integer_sequence<int, N>{});
 }
@@ -51,25 +49,25 @@ struct Vec<float> {
     static constexpr int kLow = 2;
     static constexpr int kGroup = 4;
 
-    static QRBG_ALWAYS_INLINE R add(R a, R b) { return _mm_add_ps(a, b); }
-    static QRBG_ALWAYS_INLINE R sub(R a, R b) { return _mm_sub_ps(a, b); }
-    static QRBG_ALWAYS_INLINE R mul(R a, R b) { return _mm_mul_ps(a, b); }
+    static QRBG_INLINE R add(R a, R b) { return _mm_add_ps(a, b); }
+    static QRBG_INLINE R sub(R a, R b) { return _mm_sub_ps(a, b); }
+    static QRBG_INLINE R mul(R a, R b) { return _mm_mul_ps(a, b); }
 
     // Caller's arrays: aligned or unaligned 16-byte moves.
     template <bool kAligned>
-    static QRBG_ALWAYS_INLINE R load(const float* p) {
+    static QRBG_INLINE R load(const float* p) {
         if constexpr (kAligned) return _mm_load_ps(p);
         else return _mm_loadu_ps(p);
     }
     template <bool kAligned>
-    static QRBG_ALWAYS_INLINE void store(float* p, R v) {
+    static QRBG_INLINE void store(float* p, R v) {
         if constexpr (kAligned) _mm_store_ps(p, v);
         else _mm_storeu_ps(p, v);
     }
 
     // The scale reaches all lanes by interleaving the scalar with itself
     // twice: (s, x, x, x) -> (s, s, x, x) -> (s, s, s, s).
-    static QRBG_ALWAYS_INLINE R broadcast(const float& s) {
+    static QRBG_INLINE R broadcast(const float& s) {
         R v = _mm_set_ss(s);
         v = _mm_unpacklo_ps(v, v);
         return _mm_unpacklo_ps(v, v);
@@ -79,7 +77,7 @@ struct Vec<float> {
     // that the four elements of each row of four stand in one lane across
     // the vectors, the two levels become whole-vector sums and differences,
     // and the transpose back restores natural order: 16 shuffles in all.
-    static QRBG_ALWAYS_INLINE void low(R& v0, R& v1, R& v2, R& v3) {
+    static QRBG_INLINE void low(R& v0, R& v1, R& v2, R& v3) {
         R a = _mm_unpacklo_ps(v0, v1), b = _mm_unpackhi_ps(v0, v1);
         R c = _mm_unpacklo_ps(v2, v3), d = _mm_unpackhi_ps(v2, v3);
         R t0 = _mm_movelh_ps(a, c), t1 = _mm_movehl_ps(c, a);
@@ -94,7 +92,7 @@ struct Vec<float> {
     }
 
     template <class Ld>
-    static QRBG_ALWAYS_INLINE void lowGroup(Ld&& ld, R* v) {
+    static QRBG_INLINE void lowGroup(Ld&& ld, R* v) {
         v[0] = ld(0), v[1] = ld(1), v[2] = ld(2), v[3] = ld(3);
         low(v[0], v[1], v[2], v[3]);
     }
@@ -107,9 +105,9 @@ struct Vec<double> {
     static constexpr int kLow = 1;
     static constexpr int kGroup = 2;
 
-    static QRBG_ALWAYS_INLINE R add(R a, R b) { return _mm_add_pd(a, b); }
-    static QRBG_ALWAYS_INLINE R sub(R a, R b) { return _mm_sub_pd(a, b); }
-    static QRBG_ALWAYS_INLINE R mul(R a, R b) { return _mm_mul_pd(a, b); }
+    static QRBG_INLINE R add(R a, R b) { return _mm_add_pd(a, b); }
+    static QRBG_INLINE R sub(R a, R b) { return _mm_sub_pd(a, b); }
+    static QRBG_INLINE R mul(R a, R b) { return _mm_mul_pd(a, b); }
 
     // Caller's arrays: a 16-byte move when aligned, otherwise a low-half and
     // a high-half 8-byte move per vector, which processors with slow
@@ -117,11 +115,11 @@ struct Vec<double> {
     // unaligned moves are cheap may fuse the halves into one such move; it
     // touches the same bytes, so the results cannot differ.
     template <bool kAligned>
-    static QRBG_ALWAYS_INLINE R load(const double* p) {
+    static QRBG_INLINE R load(const double* p) {
         return ld2<kAligned>(p);
     }
     template <bool kAligned>
-    static QRBG_ALWAYS_INLINE void store(double* p, R v) {
+    static QRBG_INLINE void store(double* p, R v) {
         st2<kAligned>(p, v);
     }
 
@@ -131,11 +129,11 @@ struct Vec<double> {
     // value is the same either way, and the library keeps running on every
     // processor its build flags promise, without a second instruction-set
     // level hidden in one function.
-    static QRBG_ALWAYS_INLINE R broadcast(const double& s) { return _mm_load1_pd(&s); }
+    static QRBG_INLINE R broadcast(const double& s) { return _mm_load1_pd(&s); }
 
     // Level 0 of one quad (x0, x1), (x2, x3): regroup to (x0, x2), (x1, x3),
     // take sum and difference, and regroup back: 4 shuffles.
-    static QRBG_ALWAYS_INLINE void low(R& v0, R& v1) {
+    static QRBG_INLINE void low(R& v0, R& v1) {
         R e = _mm_unpacklo_pd(v0, v1), o = _mm_unpackhi_pd(v0, v1);
         R s = add(e, o), d = sub(e, o);
         v0 = _mm_unpacklo_pd(s, d);
@@ -143,7 +141,7 @@ struct Vec<double> {
     }
 
     template <class Ld>
-    static QRBG_ALWAYS_INLINE void lowGroup(Ld&& ld, R* v) {
+    static QRBG_INLINE void lowGroup(Ld&& ld, R* v) {
         v[0] = ld(0), v[1] = ld(1);
         low(v[0], v[1]);
     }
@@ -156,7 +154,7 @@ struct Vec<double> {
 // apart, the upper level pairs its results, which stand 2q apart. Each
 // element still goes through the lower level first.
 template <class T, class St>
-QRBG_ALWAYS_INLINE void radix4(typename Vec<T>::R a, typename Vec<T>::R b, typename Vec<T>::R c,
+QRBG_INLINE void radix4(typename Vec<T>::R a, typename Vec<T>::R b, typename Vec<T>::R c,
                                typename Vec<T>::R d, St&& st) {
     using V = Vec<T>;
     const auto s0 = V::add(a, b), d0 = V::sub(a, b), s1 = V::add(c, d), d1 = V::sub(c, d);
@@ -171,7 +169,7 @@ QRBG_ALWAYS_INLINE void radix4(typename Vec<T>::R a, typename Vec<T>::R b, typen
 // four quarters take their L-2 lower levels each before the top two levels
 // join them, so a quarter's data stay close to the registers.
 template <class T, int L, class Ld, class St>
-QRBG_ALWAYS_INLINE void vectorLevels(Ld&& ld, St&& st) {
+QRBG_INLINE void vectorLevels(Ld&& ld, St&& st) {
     using V = Vec<T>;
     if constexpr (L == 0) {
         st(0, ld(0));
@@ -184,13 +182,13 @@ QRBG_ALWAYS_INLINE void vectorLevels(Ld&& ld, St&& st) {
     } else {
         constexpr int Q = 1 << (L - 2);
         typename V::R v[4 * Q];
-        unroll<4>([&](auto q) QRBG_ALWAYS_INLINE_LAMBDA {
-            vectorLevels<T, L - 2>([&](int i) QRBG_ALWAYS_INLINE_LAMBDA { return ld(q * Q + i); },
-                                   [&](int i, typename V::R x) QRBG_ALWAYS_INLINE_LAMBDA { v[q * Q + i] = x; });
+        unroll<4>([&](auto q) QRBG_INLINE_LAMBDA {
+            vectorLevels<T, L - 2>([&](int i) QRBG_INLINE_LAMBDA { return ld(q * Q + i); },
+                                   [&](int i, typename V::R x) QRBG_INLINE_LAMBDA { v[q * Q + i] = x; });
         });
-        unroll<Q>([&](auto i) QRBG_ALWAYS_INLINE_LAMBDA {
+        unroll<Q>([&](auto i) QRBG_INLINE_LAMBDA {
             radix4<T>(v[i], v[i + Q], v[i + 2 * Q], v[i + 3 * Q],
-                      [&](int k, typename V::R x) QRBG_ALWAYS_INLINE_LAMBDA { st(i + k * Q, x); });
+                      [&](int k, typename V::R x) QRBG_INLINE_LAMBDA { st(i + k * Q, x); });
         });
     }
 }
@@ -200,25 +198,25 @@ QRBG_ALWAYS_INLINE void vectorLevels(Ld&& ld, St&& st) {
 // levels. Blocks of more than 8 vectors are split into four quarters that
 // finish their own levels first.
 template <class T, int L, class Ld, class St>
-QRBG_ALWAYS_INLINE void block(Ld&& ld, St&& st) {
+QRBG_INLINE void block(Ld&& ld, St&& st) {
     using V = Vec<T>;
     constexpr int M = 1 << L;
     typename V::R v[M];
     if constexpr (L <= 3) {
         static_assert(M >= V::kGroup, "a block holds at least one tile or quad");
-        unroll<M / V::kGroup>([&](auto g) QRBG_ALWAYS_INLINE_LAMBDA {
-            V::lowGroup([&](int i) QRBG_ALWAYS_INLINE_LAMBDA { return ld(g * V::kGroup + i); }, v + g * V::kGroup);
+        unroll<M / V::kGroup>([&](auto g) QRBG_INLINE_LAMBDA {
+            V::lowGroup([&](int i) QRBG_INLINE_LAMBDA { return ld(g * V::kGroup + i); }, v + g * V::kGroup);
         });
-        vectorLevels<T, L>([&](int i) QRBG_ALWAYS_INLINE_LAMBDA { return v[i]; }, st);
+        vectorLevels<T, L>([&](int i) QRBG_INLINE_LAMBDA { return v[i]; }, st);
     } else {
         constexpr int Q = M / 4;
-        unroll<4>([&](auto q) QRBG_ALWAYS_INLINE_LAMBDA {
-            block<T, L - 2>([&](int i) QRBG_ALWAYS_INLINE_LAMBDA { return ld(q * Q + i); },
-                            [&](int i, typename V::R x) QRBG_ALWAYS_INLINE_LAMBDA { v[q * Q + i] = x; });
+        unroll<4>([&](auto q) QRBG_INLINE_LAMBDA {
+            block<T, L - 2>([&](int i) QRBG_INLINE_LAMBDA { return ld(q * Q + i); },
+                            [&](int i, typename V::R x) QRBG_INLINE_LAMBDA { v[q * Q + i] = x; });
         });
-        unroll<Q>([&](auto i) QRBG_ALWAYS_INLINE_LAMBDA {
+        unroll<Q>([&](auto i) QRBG_INLINE_LAMBDA {
             radix4<T>(v[i], v[i + Q], v[i + 2 * Q], v[i + 3 * Q],
-                      [&](int k, typename V::R x) QRBG_ALWAYS_INLINE_LAMBDA { st(i + k * Q, x); });
+                      [&](int k, typename V::R x) QRBG_INLINE_LAMBDA { st(i + k * Q, x); });
         });
     }
 }
@@ -251,7 +249,7 @@ struct Scale {
         kOrder % 2 == 0 ? pow2<T>(-kOrder / 2) : kInvSqrt2<T> * pow2<T>(-(kOrder - 1) / 2);
 
     // The scale of a flag, or false for a flag that is not one of the four.
-    static QRBG_ALWAYS_INLINE bool select(std::int32_t flag, T& s) {
+    static QRBG_INLINE bool select(std::int32_t flag, T& s) {
         switch (flag) {
             case ScaleFwdByN:
             case ScaleInvByN: s = byN; return true;

@@ -30,7 +30,7 @@ using Reg = typename Vec<T>::R;
 // Checks every kernel makes after its memory form is chosen: src, dst,
 // then the flag. Yields the scale when all passed.
 template <class T, int kOrder>
-QRBG_ALWAYS_INLINE Status checkArguments(const T* src, const T* dst, std::int32_t flag, T& s) {
+QRBG_INLINE Status checkArguments(const T* src, const T* dst, std::int32_t flag, T& s) {
     if (src == nullptr || dst == nullptr) return StatusNullPointer;
     if (!Scale<T, kOrder>::select(flag, s)) return StatusBadFlag;
     return StatusOk;
@@ -39,29 +39,29 @@ QRBG_ALWAYS_INLINE Status checkArguments(const T* src, const T* dst, std::int32_
 // ---- Scalar kernels ------------------------------------------------------
 
 template <class T, int kOrder>
-QRBG_ALWAYS_INLINE Status scalarKernel(const T* src, T* dst, std::int32_t flag) {
+QRBG_INLINE Status scalarKernel(const T* src, T* dst, std::int32_t flag) {
     T s;
     if (const Status st = checkArguments<T, kOrder>(src, dst, flag, s); st != StatusOk) return st;
     constexpr int N = 1 << kOrder;
     T x[N];
-    unroll<N>([&](auto i) QRBG_ALWAYS_INLINE_LAMBDA { x[i] = src[i]; });
-    unroll<kOrder>([&](auto level) QRBG_ALWAYS_INLINE_LAMBDA {
+    unroll<N>([&](auto i) QRBG_INLINE_LAMBDA { x[i] = src[i]; });
+    unroll<kOrder>([&](auto level) QRBG_INLINE_LAMBDA {
         constexpr int h = 1 << decltype(level)::value;
-        unroll<N / 2>([&](auto j) QRBG_ALWAYS_INLINE_LAMBDA {
+        unroll<N / 2>([&](auto j) QRBG_INLINE_LAMBDA {
             constexpr int i = (decltype(j)::value / h) * 2 * h + decltype(j)::value % h;
             const T a = x[i], b = x[i + h];
             x[i] = a + b;
             x[i + h] = a - b;
         });
     });
-    unroll<N>([&](auto i) QRBG_ALWAYS_INLINE_LAMBDA { dst[i] = x[i] * s; });
+    unroll<N>([&](auto i) QRBG_INLINE_LAMBDA { dst[i] = x[i] * s; });
     return StatusOk;
 }
 
 // ---- Straight-line kernels -----------------------------------------------
 
 template <class T, int kOrder, bool kAligned>
-QRBG_ALWAYS_INLINE Status straightKernel(const T* src, T* dst, std::int32_t flag) {
+QRBG_INLINE Status straightKernel(const T* src, T* dst, std::int32_t flag) {
     using V = Vec<T>;
     T s;
     if (const Status st = checkArguments<T, kOrder>(src, dst, flag, s); st != StatusOk) return st;
@@ -69,8 +69,8 @@ QRBG_ALWAYS_INLINE Status straightKernel(const T* src, T* dst, std::int32_t flag
     // The block has read all of src before its last levels produce the first
     // output, so src may equal dst.
     block<T, kOrder - V::kLow>(
-        [&](int i) QRBG_ALWAYS_INLINE_LAMBDA { return V::template load<kAligned>(src + i * V::kLanes); },
-        [&](int i, Reg<T> x) QRBG_ALWAYS_INLINE_LAMBDA {
+        [&](int i) QRBG_INLINE_LAMBDA { return V::template load<kAligned>(src + i * V::kLanes); },
+        [&](int i, Reg<T> x) QRBG_INLINE_LAMBDA {
             V::template store<kAligned>(dst + i * V::kLanes, V::mul(x, scale));
         });
     return StatusOk;
@@ -82,14 +82,14 @@ QRBG_ALWAYS_INLINE Status straightKernel(const T* src, T* dst, std::int32_t flag
 // its alignment is kInAligned) to the scratch region `out`: all levels below
 // kRowLog.
 template <class T, int kRowLog, bool kInAligned>
-QRBG_ALWAYS_INLINE void rowPass(const T* in, T* out, int rows) {
+QRBG_INLINE void rowPass(const T* in, T* out, int rows) {
     using V = Vec<T>;
     constexpr int kRow = 1 << kRowLog;
 #pragma GCC unroll 1
     for (int r = 0; r < rows; ++r, in += kRow, out += kRow) {
         block<T, kRowLog - V::kLow>(
-            [&](int i) QRBG_ALWAYS_INLINE_LAMBDA { return V::template load<kInAligned>(in + i * V::kLanes); },
-            [&](int i, Reg<T> x) QRBG_ALWAYS_INLINE_LAMBDA { V::template store<true>(out + i * V::kLanes, x); });
+            [&](int i) QRBG_INLINE_LAMBDA { return V::template load<kInAligned>(in + i * V::kLanes); },
+            [&](int i, Reg<T> x) QRBG_INLINE_LAMBDA { V::template store<true>(out + i * V::kLanes, x); });
     }
 }
 
@@ -99,13 +99,13 @@ QRBG_ALWAYS_INLINE void rowPass(const T* in, T* out, int rows) {
 // pass of a kernel scales on the way (kScaled) and writes the caller's dst
 // (alignment kOutAligned); an inner pass writes the scratch unscaled.
 template <class T, int kRowsLog, int kStride, bool kOutAligned, bool kScaled>
-QRBG_ALWAYS_INLINE void columnPass(const T* in, T* out, Reg<T> scale) {
+QRBG_INLINE void columnPass(const T* in, T* out, Reg<T> scale) {
     using V = Vec<T>;
 #pragma GCC unroll 1
     for (int c = 0; c < kStride; c += V::kLanes) {
         vectorLevels<T, kRowsLog>(
-            [&](int r) QRBG_ALWAYS_INLINE_LAMBDA { return V::template load<true>(in + r * kStride + c); },
-            [&](int r, Reg<T> x) QRBG_ALWAYS_INLINE_LAMBDA {
+            [&](int r) QRBG_INLINE_LAMBDA { return V::template load<true>(in + r * kStride + c); },
+            [&](int r, Reg<T> x) QRBG_INLINE_LAMBDA {
                 if constexpr (kScaled) x = V::mul(x, scale);
                 V::template store<kOutAligned>(out + r * kStride + c, x);
             });
@@ -133,7 +133,7 @@ template <> struct Passes<double, 13> { static constexpr int kRowLog = 7, kGroup
 
 // Rows in place into the main region, then columns into dst.
 template <class T, int kOrder, bool kAligned>
-QRBG_ALWAYS_INLINE void twoPass(const T* src, T* dst, T s, T* main) {
+QRBG_INLINE void twoPass(const T* src, T* dst, T s, T* main) {
     using V = Vec<T>;
     constexpr int kRowLog = Passes<T, kOrder>::kRowLog;
     rowPass<T, kRowLog, kAligned>(src, main, 1 << (kOrder - kRowLog));
@@ -145,7 +145,7 @@ QRBG_ALWAYS_INLINE void twoPass(const T* src, T* dst, T s, T* main) {
 // every group), then its columns into the group's own place in the main
 // region. When all groups are done, columns of groups into dst.
 template <class T, int kOrder, bool kAligned>
-QRBG_ALWAYS_INLINE void threePass(const T* src, T* dst, T s, T* main) {
+QRBG_INLINE void threePass(const T* src, T* dst, T s, T* main) {
     using V = Vec<T>;
     constexpr int kRowLog = Passes<T, kOrder>::kRowLog, kGroupLog = Passes<T, kOrder>::kGroupLog;
     constexpr int kGroup = 1 << kGroupLog;
@@ -160,7 +160,7 @@ QRBG_ALWAYS_INLINE void threePass(const T* src, T* dst, T s, T* main) {
 }
 
 template <class T, int kOrder, bool kAligned>
-QRBG_ALWAYS_INLINE Status scratchKernel(const T* src, T* dst, std::int32_t flag, std::uint8_t* buffer) {
+QRBG_INLINE Status scratchKernel(const T* src, T* dst, std::int32_t flag, std::uint8_t* buffer) {
     T s;
     if (const Status st = checkArguments<T, kOrder>(src, dst, flag, s); st != StatusOk) return st;
     std::uint8_t* scratch = buffer;
@@ -201,14 +201,14 @@ namespace qrbg::wht {
 template <class T, int kOrder>
 struct Straight {
     template <bool kAligned>
-    static QRBG_ALWAYS_INLINE Status run(const T* src, T* dst, std::int32_t flag, std::uint8_t*) {
+    static QRBG_INLINE Status run(const T* src, T* dst, std::int32_t flag, std::uint8_t*) {
         return straightKernel<T, kOrder, kAligned>(src, dst, flag);
     }
 };
 template <class T, int kOrder>
 struct WithScratch {
     template <bool kAligned>
-    static QRBG_ALWAYS_INLINE Status run(const T* src, T* dst, std::int32_t flag, std::uint8_t* buffer) {
+    static QRBG_INLINE Status run(const T* src, T* dst, std::int32_t flag, std::uint8_t* buffer) {
         return scratchKernel<T, kOrder, kAligned>(src, dst, flag, buffer);
     }
 };

@@ -4,7 +4,7 @@
 
 namespace {
 
-QRBG_ALWAYS_INLINE Status bufferSize(const std::int32_t (&table)[13], std::int32_t order, std::int32_t* size) {
+QRBG_INLINE Status bufferSize(const std::int32_t (&table)[13], std::int32_t order, std::int32_t* size) {
     // One unsigned comparison refuses zero, negative orders and orders above 13.
     const std::uint32_t k = static_cast<std::uint32_t>(order) - 1u;
     if (k > 12u) return StatusBadSize;

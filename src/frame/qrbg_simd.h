@@ -1,0 +1,102 @@
+// The one low-level header of every kernel family: how values move between
+// the caller's arrays and registers, how a scalar becomes a vector, and the
+// attributes that keep a kernel straight-line.
+//
+// Every access to a caller's array goes through this header, and every one
+// is defined behaviour at any address: the caller's arrays need only hold
+// their elements, not sit at any boundary. Aligned 16-byte moves are used
+// only in the aligned memory forms, which the kernels choose after testing
+// the addresses. Scalar and half-vector moves go through memcpy or through
+// intrinsics whose pointer carries no alignment claim; compilers turn them
+// into the same single instructions as plain dereferences.
+#pragma once
+
+#include <emmintrin.h>
+
+#include <cstdint>
+#include <cstring>
+
+// A kernel's helpers are always inlined: a kernel has no call but the one to
+// its own unaligned form.
+#define QRBG_INLINE inline __attribute__((always_inline))
+// Lambdas take the attribute without `inline`.
+#define QRBG_INLINE_LAMBDA __attribute__((always_inline))
+// The unaligned form stays a function of its own.
+#define QRBG_NOINLINE __attribute__((noinline))
+
+namespace qrbg {
+
+// The aligned form needs both arrays at multiples of 16 bytes.
+inline bool misaligned(const void* a, const void* b) {
+    return ((reinterpret_cast<std::uintptr_t>(a) | reinterpret_cast<std::uintptr_t>(b)) & 15u) != 0;
+}
+
+// ---- Single elements ---------------------------------------------------------
+
+template <class T>
+QRBG_INLINE T ld1(const T* p) {
+    T v;
+    std::memcpy(&v, p, sizeof v);
+    return v;
+}
+template <class T>
+QRBG_INLINE void st1(T* p, T v) {
+    std::memcpy(p, &v, sizeof v);
+}
+
+// ---- Two doubles ---------------------------------------------------------------
+// A 16-byte move in the aligned form; a low-half and a high-half 8-byte move
+// in the unaligned form, which processors with slow unaligned 16-byte moves
+// prefer.
+
+QRBG_INLINE __m128d ldLo(const double* p) { return _mm_set_sd(ld1(p)); }
+QRBG_INLINE __m128d ldHi(__m128d v, const double* p) { return _mm_loadh_pd(v, p); }
+QRBG_INLINE void stLo(double* p, __m128d v) { st1(p, _mm_cvtsd_f64(v)); }
+QRBG_INLINE void stHi(double* p, __m128d v) { st1(p, _mm_cvtsd_f64(_mm_unpackhi_pd(v, v))); }
+
+template <bool kAligned>
+QRBG_INLINE __m128d ld2(const double* p) {
+    if constexpr (kAligned) return _mm_load_pd(p);
+    else return ldHi(ldLo(p), p + 1);
+}
+template <bool kAligned>
+QRBG_INLINE void st2(double* p, __m128d v) {
+    if constexpr (kAligned) {
+        _mm_store_pd(p, v);
+    } else {
+        stLo(p, v);
+        stHi(p + 1, v);
+    }
+}
+
+// ---- Four floats -----------------------------------------------------------------
+
+template <bool kAligned>
+QRBG_INLINE __m128 ld4(const float* p) {
+    if constexpr (kAligned) return _mm_load_ps(p);
+    else return _mm_loadu_ps(p);
+}
+template <bool kAligned>
+QRBG_INLINE void st4(float* p, __m128 v) {
+    if constexpr (kAligned) _mm_store_ps(p, v);
+    else _mm_storeu_ps(p, v);
+}
+
+// 8-byte halves: two floats into the low half (the high half zero), two more
+// into the high half, and the stores of either half.
+QRBG_INLINE __m128 ldLo(const float* p) { return _mm_loadl_pi(_mm_setzero_ps(), reinterpret_cast<const __m64*>(p)); }
+QRBG_INLINE __m128 ldHi(__m128 v, const float* p) { return _mm_loadh_pi(v, reinterpret_cast<const __m64*>(p)); }
+QRBG_INLINE void stLo(float* p, __m128 v) { _mm_storel_pi(reinterpret_cast<__m64*>(p), v); }
+QRBG_INLINE void stHi(float* p, __m128 v) { _mm_storeh_pi(reinterpret_cast<__m64*>(p), v); }
+
+// ---- Broadcasts ------------------------------------------------------------------
+
+// A float in all four lanes, by interleaving the register with itself twice.
+QRBG_INLINE __m128 broadcast(float s) {
+    __m128 v = _mm_set_ss(s);
+    v = _mm_unpacklo_ps(v, v);
+    return _mm_unpacklo_ps(v, v);
+}
+QRBG_INLINE __m128d broadcast(double s) { return _mm_set1_pd(s); }
+
+}  // namespace qrbg
