@@ -4,12 +4,11 @@
 // independent lanes inside a split-form stage); the network never lets two
 // items' lanes interact.
 #pragma once
-#include <set>
 #include <stdexcept>
 #include <vector>
 
-#include "dag.h"
-#include "plan.h"
+#include "ir/dag.h"
+#include "tables/plan.h"
 
 namespace qrbgen::plans {
 
@@ -22,6 +21,12 @@ struct RW {
 // Constants of a network come in the precision of the kernel's arithmetic.
 enum class ConstPrecision { Double, Single };
 
+// What the items of a transform are. Real-weighted data are items that a
+// real transform may treat as real numbers; formal data are the two
+// halves p, q of formal complex values p - i'q inside T(b), on which a 5s
+// leaf keeps its direct form.
+enum class Data { RealWeighted, Formal };
+
 // Options that a kernel gives the leaves it contains.
 struct NetOptions {
     ConstPrecision precision = ConstPrecision::Double;
@@ -29,43 +34,46 @@ struct NetOptions {
     bool five0Left = false;
 };
 
-class UnsupportedPlan : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
-
 class Network {
 public:
     Network(Dag& dag, NetOptions opt) : dag_(dag), opt_(opt) {}
 
     // R(M) of the plan on the items x with root rotation r (coprime to M).
-    RW R(const PlanNode& plan, const std::vector<Ref>& x, int r);
+    RW R(const PlanNode& plan, const std::vector<Ref>& x, int r, Data data = Data::RealWeighted);
 
     // cos(2 pi p / q) and sin(2 pi p / q) in the kernel's constant precision.
     double cos2pi(long p, long q) const;
     double sin2pi(long p, long q) const;
+    // A constant of the kernel's precision.
+    double k(double v) const;
 
-    // Whether a sine sum is the sine output of a 3- or 5-point leaf, formed
-    // as one product or as the sum or difference of two products of the
-    // leaf's differences. When such a value reaches the join of the top
-    // unchanged, its products take exchanged operands and need no sign mask.
-    bool isLeafSine(Ref s) const { return !s.isZero() && leafSines_.count(s.id) != 0; }
+    Dag& dag() const { return dag_; }
+    const NetOptions& options() const { return opt_; }
 
 private:
-    RW leaf(const PlanNode& plan, const std::vector<Ref>& x);
-    RW ct(const PlanNode& plan, const std::vector<Ref>& x, int r);
-    RW gt(const PlanNode& plan, const std::vector<Ref>& x, int r);
+    // The data kind passes down: inside T(b) every stage works on formal data.
+    RW split(const PlanNode& plan, const std::vector<Ref>& x, int r, Data data);
     // T(b) on z[n] = p[n] - i' q[n]: C and S parts of all b formal bins.
     void T(const PlanNode& plan, const std::vector<Ref>& p, const std::vector<Ref>& q, int r,
            std::vector<Ref>& Cout, std::vector<Ref>& Sout);
-    double k(double v) const;
 
     Dag& dag_;
     NetOptions opt_;
-    // Inside T(b) the data are formal complex values: a 5s leaf there keeps
-    // the direct form.
-    int formalDepth_ = 0;
-    std::set<int> leafSines_;
 };
+
+// ---- Leaf forms ----------------------------------------------------------
+//
+// The base transforms that a plan does not split further, keyed by length
+// and form: 2, 3, 4, 5, 5s (sum-difference form on real-weighted data), 7,
+// 11. A leaf gives its cosine and sine sums for the standard root; the
+// network renumbers them for a rotated root.
+struct LeafContext {
+    Network& net;
+    Data data;
+};
+using LeafBuilder = RW (*)(const LeafContext& c, const PlanNode& plan, const std::vector<Ref>& x);
+
+// The builder of a leaf, or null if no form of that length and kind exists.
+LeafBuilder leafForm(const PlanNode& plan);
 
 }  // namespace qrbgen::plans

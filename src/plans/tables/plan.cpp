@@ -25,7 +25,7 @@ namespace {
 
 class Parser {
 public:
-    Parser(const std::string& s, Elem e) : s_(s), elem_(e) {}
+    explicit Parser(const std::string& s) : s_(s) {}
 
     PlanNode parse() {
         PlanNode p = node();
@@ -64,10 +64,6 @@ private:
         if (kind == PlanNode::GT && std::gcd(a.n, b.n) != 1)
             fail("Good-Thomas factors " + std::to_string(a.n) + " and " + std::to_string(b.n) +
                  " are not coprime");
-        // The real-weighted rule of a Cooley-Tukey split finishes bin a/2 of
-        // an even first stage with an odd block, which exists for b = 2, 4.
-        if (kind == PlanNode::CT && elem_ == Elem::C64 && a.n % 2 == 0 && b.n != 2 && b.n != 4)
-            fail("odd block of " + std::to_string(b.n) + " points");
         p.kids.push_back(std::move(a));
         p.kids.push_back(std::move(b));
         return p;
@@ -122,16 +118,15 @@ private:
     }
 
     std::string s_;
-    Elem elem_;
     std::size_t pos_ = 0;
 };
 
 }  // namespace
 
-PlanNode parsePlan(const std::string& text, Elem elem) { return Parser(text, elem).parse(); }
+PlanNode parsePlan(const std::string& text) { return Parser(text).parse(); }
 
-PlanNode parsePlanFor(const std::string& text, int n, Elem elem) {
-    PlanNode p = parsePlan(text, elem);
+PlanNode parsePlanFor(const std::string& text, int n) {
+    PlanNode p = parsePlan(text);
     if (p.n != n)
         throw std::invalid_argument("plan \"" + text + "\": factors multiply to " + std::to_string(p.n) +
                                     ", not " + std::to_string(n));

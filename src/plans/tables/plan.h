@@ -8,8 +8,6 @@
 
 namespace qrbgen::plans {
 
-enum class Elem { C32, C64 };  // the complex element types 32fc and 64fc
-
 struct PlanNode {
     enum Kind { Leaf, CT, GT, Rader, Chirp } kind = Leaf;
     int n = 0;             // transform length of this node
@@ -22,12 +20,12 @@ struct PlanNode {
 };
 
 // Parses a plan string such as "C(4,G(3,2))" or "G(5s,7r)" and checks it:
-// the factors must multiply to the node's length, Good-Thomas factors must
-// be coprime and, for 64fc, a Cooley-Tukey split with an even first factor
-// needs an odd block of 2 or 4. Throws std::invalid_argument otherwise.
-PlanNode parsePlan(const std::string& text, Elem elem);
+// the factors must multiply to the node's length and Good-Thomas factors
+// must be coprime. Throws std::invalid_argument otherwise. Whether a rule
+// can build the plan in a given register scheme is the rule's business.
+PlanNode parsePlan(const std::string& text);
 
 // The same, and also checks that the plan has length n.
-PlanNode parsePlanFor(const std::string& text, int n, Elem elem);
+PlanNode parsePlanFor(const std::string& text, int n);
 
 }  // namespace qrbgen::plans

@@ -6,14 +6,33 @@
 
 namespace qrbgen::plans {
 
-int Dag::make(Op op, int a, int b, int imm) {
-    Key k{op, a, b, imm};
+int laneMoves(const Node& n) {
+    switch (n.op) {
+        case Op::Shuf: return 1;
+        case Op::Splat: return n.aux;
+        case Op::Input: return n.aux == LoadMerged ? 3 : 0;
+        default: return 0;
+    }
+}
+
+int Dag::make(Op op, int a, int b, int imm, int aux) {
+    Key k{op, a, b, imm, aux};
     auto it = index_.find(k);
     if (it != index_.end()) return it->second;
     int id = static_cast<int>(nodes_.size());
-    nodes_.push_back(Node{op, a, b, imm});
+    nodes_.push_back(Node{op, a, b, imm, aux});
+    tags_.push_back(TagNone);
     index_.emplace(k, id);
     return id;
+}
+
+void Dag::tag(Ref x, Tag t) {
+    if (!x.isZero()) tags_[static_cast<std::size_t>(x.id)] |= t;
+}
+bool Dag::hasTag(Ref x, Tag t) const { return !x.isZero() && (tags_[static_cast<std::size_t>(x.id)] & t) != 0; }
+
+double Dag::constValue(int constNodeId) const {
+    return consts_.at(static_cast<std::size_t>(node(constNodeId).imm)).lanes.at(0);
 }
 
 int Dag::constIndex(const std::vector<double>& lanes) {
@@ -26,7 +45,7 @@ int Dag::constIndex(const std::vector<double>& lanes) {
     return static_cast<int>(consts_.size() - 1);
 }
 
-Ref Dag::input(int slot) { return Ref{make(Op::Input, -1, -1, slot), false}; }
+Ref Dag::input(int slot, LoadKind kind) { return Ref{make(Op::Input, -1, -1, slot, kind), false}; }
 
 // Addition is commutative: one node serves both operand orders.
 Ref Dag::addPos(int x, int y) {
@@ -73,9 +92,16 @@ Ref Dag::mulK(const std::vector<double>& lanes, Ref x) {
 
 Ref Dag::scale(Ref x) {
     if (x.isZero()) throw std::logic_error("scale of an exact zero");
-    if (x.neg) throw std::logic_error("scaled output carried with negative sign");
-    if (scaleNode_ < 0) scaleNode_ = make(Op::Scale, -1, -1, 0);
-    return Ref{make(Op::Mul, scaleNode_, x.id, 0), false};
+    if (scaleNode_ < 0) {
+        scaleNode_ = make(Op::Scale, -1, -1, 0);
+        if (splatMoves_ >= 0) scaleNode_ = make(Op::Splat, scaleNode_, -1, 0, splatMoves_);
+    }
+    return Ref{make(Op::Mul, scaleNode_, x.id, 0), x.neg};
+}
+
+void Dag::splatScale(int laneMovesOfSplat) {
+    if (scaleNode_ >= 0) throw std::logic_error("the scale is splat before its first use");
+    splatMoves_ = laneMovesOfSplat;
 }
 
 Ref Dag::xchg(Ref x) {
@@ -94,13 +120,13 @@ Ref Dag::shuf(int kind, Ref x, Ref y) {
 }
 
 void Dag::output(int slot, Ref value) {
-    if (value.isZero() || value.neg) throw std::logic_error("output " + std::to_string(slot) + " is not a positive value");
-    outputs_.emplace_back(slot, value.id);
+    if (value.isZero()) throw std::logic_error("output " + std::to_string(slot) + " is an exact zero");
+    outputs_.push_back(Output{slot, value.id, value.neg});
 }
 
 std::vector<bool> Dag::live() const {
     std::vector<bool> lv(nodes_.size(), false);
-    for (auto& o : outputs_) lv[static_cast<std::size_t>(o.second)] = true;
+    for (const Output& o : outputs_) lv[static_cast<std::size_t>(o.id)] = true;
     for (std::size_t i = nodes_.size(); i-- > 0;) {
         if (!lv[i]) continue;
         const Node& n = nodes_[i];
@@ -119,22 +145,23 @@ std::vector<int> Dag::consumers() const {
         if (n.a >= 0) ++c[static_cast<std::size_t>(n.a)];
         if (n.b >= 0) ++c[static_cast<std::size_t>(n.b)];
     }
-    for (auto& o : outputs_) ++c[static_cast<std::size_t>(o.second)];
+    for (const Output& o : outputs_) ++c[static_cast<std::size_t>(o.id)];
     return c;
 }
 
 OpCounts Dag::counts() const {
     std::vector<bool> lv = live();
     OpCounts c;
+    for (const Output& o : outputs_) c.neg += o.neg;
     for (std::size_t i = 0; i < nodes_.size(); ++i) {
         if (!lv[i]) continue;
+        c.shuf += laneMoves(nodes_[i]);
         switch (nodes_[i].op) {
             case Op::Add: ++c.add; break;
             case Op::Sub: ++c.sub; break;
             case Op::Mul: ++c.mul; break;
             case Op::Xchg: ++c.xchg; break;
             case Op::Mask: ++c.mask; break;
-            case Op::Shuf: ++c.shuf; break;
             default: break;
         }
     }

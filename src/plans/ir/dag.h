@@ -1,8 +1,8 @@
 // The DAG of real operations that every generated kernel is made of.
 //
-// A node is one operation on one value of the kernel's element form: a
+// A node is one operation on one value of the kernel's register scheme: a
 // scalar, a (re, im) pair register or a 4-lane vector; what a node means in
-// registers is the emitter's business. Nodes are hash-consed, so an
+// registers is the printer's business. Nodes are hash-consed, so an
 // operation on the same operands is formed once: this is what makes
 // "identical products are formed once" hold across a whole network.
 //
@@ -10,9 +10,12 @@
 // it is carried in the reference and absorbed by the addition or
 // subtraction that consumes the value, or by a constant's sign. These are
 // the reduction rules of the simplifier; dead nodes are dropped when a
-// kernel is counted or emitted.
+// kernel is counted or printed. An output may be carried negated: a kernel
+// of the real family then stores 0 - s*v.
+//
+// Everything a kernel executes between its loads and stores is a node, so
+// its operation counts come from the DAG alone.
 #pragma once
-#include <array>
 #include <cstdint>
 #include <string>
 #include <unordered_map>
@@ -21,21 +24,38 @@
 namespace qrbgen::plans {
 
 enum class Op : std::uint8_t {
-    Input,  // imm = input slot
+    Input,  // imm = input slot; aux = load kind (LoadPlain, LoadMerged)
     Const,  // imm = constant index
     Scale,  // the flag-selected scale factor, imm unused
+    Splat,  // the scale in every lane of a register: a = Scale, aux = lane moves it takes
     Add,
     Sub,
-    Mul,   // a = Const or Scale node, b = value
+    Mul,   // a = Const, Scale or Splat node, b = value
     Xchg,  // pair form: exchange the two lanes
     Mask,  // pair form: change the sign of lane 0, giving i*z from the exchanged z
-    Shuf,  // vector form: lane moves, imm = kind (emitter-defined), a and b operands
+    Shuf,  // vector form: lane moves, imm = kind (printer-defined), a and b operands
+};
+
+// How an input reaches its register. A merged load builds a vector that
+// starts at an odd element from the two aligned vectors around it: three
+// lane moves in the aligned form.
+enum LoadKind { LoadPlain = 0, LoadMerged = 1 };
+
+// Marks that a builder attaches to a value for a later stage to read.
+enum Tag : std::uint8_t {
+    TagNone = 0,
+    // The sine output of a 3- or 5-point leaf, formed as one product or as
+    // the sum or difference of two products of the leaf's differences. When
+    // such a value reaches the join of the top unchanged, its products take
+    // exchanged operands and need no sign mask.
+    TagLeafSine = 1,
 };
 
 struct Node {
     Op op;
-    int a = -1, b = -1;
+    int a = -1, b = -1;  // operands
     int imm = 0;
+    int aux = 0;  // what an operation needs beyond its operands and immediate
 };
 
 // A signed reference to a node; id -1 is the exact zero.
@@ -53,13 +73,25 @@ struct Constant {
     std::vector<double> lanes;
 };
 
+// An output slot and the value stored there; `neg` asks for 0 - value.
+struct Output {
+    int slot;
+    int id;
+    bool neg;
+};
+
 struct OpCounts {
     int add = 0, sub = 0, mul = 0, xchg = 0, mask = 0, shuf = 0;
+    int neg = 0;  // outputs stored as 0 - value
 };
+
+// Lane moves an operation takes: what the shuffle counts of the plan tables
+// count.
+int laneMoves(const Node& n);
 
 class Dag {
 public:
-    Ref input(int slot);
+    Ref input(int slot, LoadKind kind = LoadPlain);
     Ref zero() const { return Ref{}; }
 
     Ref add(Ref x, Ref y);
@@ -71,17 +103,25 @@ public:
     Ref mulK(const std::vector<double>& lanes, Ref x);
     // x times the scale factor; this is the last operation on every output.
     Ref scale(Ref x);
+    // From now on the scale is taken from a register that holds it in every
+    // lane, formed once with `laneMovesOfSplat` lane moves.
+    void splatScale(int laneMovesOfSplat);
     Ref xchg(Ref x);
     Ref mask(Ref x);
     Ref shuf(int kind, Ref x, Ref y);
 
+    // Stores `value` at `slot`; a negated value is stored as 0 - value.
     void output(int slot, Ref value);
+
+    void tag(Ref x, Tag t);
+    bool hasTag(Ref x, Tag t) const;
 
     const std::vector<Node>& nodes() const { return nodes_; }
     const Node& node(int id) const { return nodes_[static_cast<std::size_t>(id)]; }
     const std::vector<Constant>& constants() const { return consts_; }
-    // Output slot -> node id (outputs are always carried with positive sign).
-    const std::vector<std::pair<int, int>>& outputs() const { return outputs_; }
+    const std::vector<Output>& outputs() const { return outputs_; }
+    // The value of a constant operand node (lane 0 for a lane vector).
+    double constValue(int constNodeId) const;
 
     // Nodes that some output depends on.
     std::vector<bool> live() const;
@@ -99,14 +139,16 @@ public:
     int outputSide() const { return outputSide_; }
 
 private:
-    int make(Op op, int a, int b, int imm);
+    int make(Op op, int a, int b, int imm, int aux = 0);
     Ref addPos(int x, int y);
     Ref subPos(int x, int y);
 
     struct Key {
         Op op;
-        int a, b, imm;
-        bool operator==(const Key& o) const { return op == o.op && a == o.a && b == o.b && imm == o.imm; }
+        int a, b, imm, aux;
+        bool operator==(const Key& o) const {
+            return op == o.op && a == o.a && b == o.b && imm == o.imm && aux == o.aux;
+        }
     };
     struct KeyHash {
         std::size_t operator()(const Key& k) const {
@@ -114,14 +156,17 @@ private:
             h = h * 1000003u ^ static_cast<std::size_t>(k.a);
             h = h * 1000003u ^ static_cast<std::size_t>(k.b);
             h = h * 1000003u ^ static_cast<std::size_t>(k.imm);
+            h = h * 1000003u ^ static_cast<std::size_t>(k.aux);
             return h;
         }
     };
     std::vector<Node> nodes_;
+    std::vector<std::uint8_t> tags_;
     std::vector<Constant> consts_;
     std::unordered_map<Key, int, KeyHash> index_;
-    std::vector<std::pair<int, int>> outputs_;
-    int scaleNode_ = -1;
+    std::vector<Output> outputs_;
+    int scaleNode_ = -1;   // the Scale or Splat operand of the scale products
+    int splatMoves_ = -1;  // lane moves of the splat, or -1 for a scalar scale
     int outputSide_ = 1 << 30;
 };
 

@@ -26,5 +26,8 @@ struct DD {
 float roundToFloat(DD v);
 DD cosPiFracDD(std::int64_t p, std::int64_t q);
 DD sinPiFracDD(std::int64_t p, std::int64_t q);
+// a / b and sqrt(a / b) in double-double.
+DD fracDD(std::int64_t a, std::int64_t b);
+DD sqrtFracDD(std::int64_t a, std::int64_t b);
 
 }  // namespace qrbgen::plans

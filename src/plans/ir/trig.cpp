@@ -156,15 +156,21 @@ float roundToFloat(DD v) {
 float cosPiFracF(std::int64_t p, std::int64_t q) { return roundToFloat(cosPiFracDD(p, q)); }
 float sinPiFracF(std::int64_t p, std::int64_t q) { return roundToFloat(sinPiFracDD(p, q)); }
 
-double sqrtFrac(std::int64_t a, std::int64_t b) {
+DD fracDD(std::int64_t a, std::int64_t b) { return divDD(DD{double(a), 0.0}, DD{double(b), 0.0}); }
+
+DD sqrtFracDD(std::int64_t a, std::int64_t b) {
     // Newton step in double-double from the double estimate.
-    DD x = divDD(DD{double(a), 0.0}, DD{double(b), 0.0});
+    DD x = fracDD(a, b);
     double y0 = std::sqrt(x.hi);
     DD y = {y0, 0.0};
     // y1 = y + (x - y^2) / (2y)
     DD r = add(x, neg(mul(y, y)));
     DD corr = divDD(r, DD{2.0 * y0, 0.0});
-    y = add(y, corr);
+    return add(y, corr);
+}
+
+double sqrtFrac(std::int64_t a, std::int64_t b) {
+    DD y = sqrtFracDD(a, b);
     return y.hi + y.lo;
 }
 

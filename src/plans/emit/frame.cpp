@@ -1,0 +1,115 @@
+// The frame every kernel shares: argument tests in their order, the scale
+// of the flag, the memory forms. What varies by kind comes from the
+// registry (the flag table and the rule of the scale constants), what
+// varies by register scheme from the scheme table.
+#include <cmath>
+#include <sstream>
+#include <stdexcept>
+
+#include "emit/literals.h"
+#include "emit/printers.h"
+#include "ir/trig.h"
+
+namespace qrbgen::plans {
+
+std::string bodyName(const KernelDesc& k) { return "body_" + baseName(k); }
+std::string valueName(int id) { return "v" + std::to_string(id); }
+
+namespace {
+
+const char* flagName(int flag) {
+    switch (flag) {
+        case 1: return "ScaleFwdByN";
+        case 2: return "ScaleInvByN";
+        case 4: return "ScaleBySqrtN";
+        case 8: return "ScaleNone";
+    }
+    throw std::logic_error("unknown flag");
+}
+
+ScaleSel selected(const FlagTable& t, int flag) {
+    switch (flag) {
+        case 1: return t.fwdByN;
+        case 2: return t.invByN;
+        case 4: return t.bySqrtN;
+        default: return t.none;
+    }
+}
+
+// The literal of a scale constant, by the kind's rule: the complex kernels
+// hold the double expressions 1.0/N and 1.0/sqrt(N), rounded once to
+// single; the real families hold 1/N and 1/sqrt(N) correctly rounded to
+// their element type.
+std::string scaleLiteral(const KernelDesc& k, ScaleSel sel) {
+    const bool single = isSingle(k.type);
+    if (sel == ScaleSel::One) return single ? "1.0f" : "1.0";
+    if (kindRow(k.kind).scaleRule == ScaleRule::DoubleExpr) {
+        const double v = sel == ScaleSel::InvN ? 1.0 / k.n : 1.0 / std::sqrt(static_cast<double>(k.n));
+        return litIn(v, single);
+    }
+    const DD v = sel == ScaleSel::InvN ? fracDD(1, k.n) : sqrtFracDD(1, k.n);
+    return single ? litF(roundToFloat(v)) : lit(v.hi + v.lo);
+}
+
+// The tests that follow the choice of memory form: src, dst, then the flag,
+// which selects the scale s of the element precision. No branch follows.
+std::string argumentTests(const KernelDesc& k) {
+    const FlagTable t = flagTable(k);
+    std::ostringstream o;
+    o << "    if (src == nullptr) return StatusNullPointer;\n";
+    o << "    if (dst == nullptr) return StatusNullPointer;\n";
+    o << "    " << realCType(k.type) << " s;\n";
+    o << "    switch (flag) {\n";
+    for (int flag : t.order)
+        o << "        case " << flagName(flag) << ": s = " << scaleLiteral(k, selected(t, flag)) << "; break;\n";
+    o << "        default: return StatusBadFlag;\n";
+    o << "    }\n";
+    return o.str();
+}
+
+}  // namespace
+
+std::string printFrame(const KernelDag& kd, const SchemeRow& s, const BodyInfo& body) {
+    const KernelDesc& k = kd.desc;
+    const std::string name = kernelName(k), twin = internalName(k, "unaligned"), fn = bodyName(k);
+    const std::string elem = elemCType(k.type), real = realCType(k.type);
+    const std::string sig = "(const " + elem + "* src, " + elem + "* dst, int32_t flag)";
+    const std::string tests = argumentTests(k);
+    const std::string args = "(reinterpret_cast<const " + real + "*>(src), reinterpret_cast<" + real + "*>(dst), " +
+                             body.scaleArg + ");\n";
+    std::ostringstream o;
+    if (!s.memoryForms) {
+        o << "}  // namespace\n\n";
+        o << "extern \"C\" QRBG_API Status " << name << sig << " {\n" << tests;
+        o << "    " << fn << args << "    return StatusOk;\n}\n";
+    } else if (k.n >= s.separateTwinFrom) {
+        // The unaligned form is a function of its own, which makes the same
+        // tests itself; the exported kernel chooses the form first.
+        o << "QRBG_NOINLINE Status " << twin << sig << " {\n" << tests;
+        o << "    " << fn << "<false>" << args << "    return StatusOk;\n}\n\n";
+        o << "}  // namespace\n\n";
+        o << "extern \"C\" QRBG_API Status " << name << sig << " {\n";
+        o << "    if (qrbg::misaligned(src, dst)) return " << twin << "(src, dst, flag);\n" << tests;
+        o << "    " << fn << "<true>" << args << "    return StatusOk;\n}\n";
+    } else {
+        o << "}  // namespace\n\n";
+        o << "extern \"C\" QRBG_API Status " << name << sig << " {\n";
+        o << "    const bool aligned = !qrbg::misaligned(src, dst);\n" << tests;
+        o << "    if (aligned) " << fn << "<true>" << args;
+        o << "    else " << fn << "<false>" << args;
+        o << "    return StatusOk;\n}\n";
+    }
+    return o.str();
+}
+
+std::string printKernel(const KernelDag& k, const SchemeRow& s) {
+    BodyInfo body;
+    switch (s.id) {
+        case SchemeId::Pair64fc: body = printPair64(k); break;
+        case SchemeId::Split32fc: body = printSplit32(k); break;
+        case SchemeId::Scalar32fc: body = printScalar(k, s); break;
+    }
+    return body.text + printFrame(k, s, body);
+}
+
+}  // namespace qrbgen::plans

@@ -1,0 +1,163 @@
+// The leaf forms of the real-weighted networks: the base transforms, each
+// stopped before its lines X[k] = C - i S, which name its cosine and sine
+// sums. Their formulas fix the order and sign of every operation.
+#include <string>
+
+#include "ir/trig.h"
+#include "rules/network.h"
+
+namespace qrbgen::plans {
+namespace {
+
+RW sized(int M) {
+    RW o;
+    o.C.assign(static_cast<std::size_t>(M / 2 + 1), Ref{});
+    o.S.assign(static_cast<std::size_t>(M / 2 + 1), Ref{});
+    return o;
+}
+
+RW leaf2(const LeafContext& c, const PlanNode&, const std::vector<Ref>& x) {
+    Dag& d = c.net.dag();
+    RW o = sized(2);
+    o.C[0] = d.add(x[0], x[1]);
+    o.C[1] = d.sub(x[0], x[1]);
+    return o;
+}
+
+RW leaf3(const LeafContext& c, const PlanNode&, const std::vector<Ref>& x) {
+    Dag& d = c.net.dag();
+    RW o = sized(3);
+    Ref t = d.add(x[1], x[2]);
+    Ref dd = d.sub(x[1], x[2]);
+    o.C[0] = d.add(x[0], t);
+    o.C[1] = d.sub(x[0], d.mulC(0.5, t));
+    o.S[1] = d.mulC(c.net.sin2pi(1, 3), dd);
+    d.tag(o.S[1], TagLeafSine);
+    return o;
+}
+
+RW leaf4(const LeafContext& c, const PlanNode&, const std::vector<Ref>& x) {
+    Dag& d = c.net.dag();
+    RW o = sized(4);
+    Ref a = d.add(x[0], x[2]), b = d.sub(x[0], x[2]);
+    Ref cc = d.add(x[1], x[3]), dd = d.sub(x[1], x[3]);
+    o.C[0] = d.add(a, cc);
+    o.C[2] = d.sub(a, cc);
+    o.C[1] = b;
+    o.S[1] = dd;
+    return o;
+}
+
+// Direct form; the second pair is taken in the order 3, 2.
+RW leaf5(const LeafContext& c, const PlanNode&, const std::vector<Ref>& x) {
+    Dag& d = c.net.dag();
+    const Network& net = c.net;
+    RW o = sized(5);
+    const double s51 = net.sin2pi(1, 5), s52 = net.sin2pi(2, 5);
+    const double c51 = net.cos2pi(1, 5), c52 = -net.cos2pi(2, 5);
+    Ref a = d.add(x[1], x[4]), dd = d.sub(x[1], x[4]);
+    Ref b = d.add(x[3], x[2]), e = d.sub(x[3], x[2]);
+    o.C[0] = net.options().five0Left ? d.add(d.add(x[0], a), b) : d.add(x[0], d.add(a, b));
+    o.C[1] = d.sub(d.add(d.mulC(c51, a), x[0]), d.mulC(c52, b));
+    o.C[2] = d.add(d.sub(x[0], d.mulC(c52, a)), d.mulC(c51, b));
+    o.S[1] = d.sub(d.mulC(s51, dd), d.mulC(s52, e));
+    o.S[2] = d.add(d.mulC(s52, dd), d.mulC(s51, e));
+    d.tag(o.S[1], TagLeafSine);
+    d.tag(o.S[2], TagLeafSine);
+    return o;
+}
+
+// Sum-difference form on real-weighted data; on formal complex data the
+// direct form.
+RW leaf5s(const LeafContext& c, const PlanNode& plan, const std::vector<Ref>& x) {
+    if (c.data == Data::Formal) return leaf5(c, plan, x);
+    Dag& d = c.net.dag();
+    const Network& net = c.net;
+    RW o = sized(5);
+    const double s51 = net.sin2pi(1, 5), s52 = net.sin2pi(2, 5);
+    const double q5 = 0.25, r5 = net.k(sqrtFrac(5, 16));
+    Ref a = d.add(x[1], x[4]), dd = d.sub(x[1], x[4]);
+    Ref b = d.add(x[2], x[3]), e = d.sub(x[2], x[3]);
+    Ref t = d.add(a, b);
+    o.C[0] = d.add(x[0], t);
+    Ref m = d.sub(x[0], d.mulC(q5, t));
+    Ref n = d.mulC(r5, d.sub(a, b));
+    o.C[1] = d.add(m, n);
+    o.C[2] = d.sub(m, n);
+    o.S[1] = d.add(d.mulC(s51, dd), d.mulC(s52, e));
+    // The network forms s51 e - s52 d and carries the sign.
+    o.S[2] = -d.sub(d.mulC(s51, e), d.mulC(s52, dd));
+    return o;
+}
+
+RW leaf7(const LeafContext& c, const PlanNode&, const std::vector<Ref>& x) {
+    Dag& d = c.net.dag();
+    const Network& net = c.net;
+    RW o = sized(7);
+    const double c71 = net.cos2pi(1, 7), c72 = -net.cos2pi(2, 7), c73 = -net.cos2pi(3, 7);
+    const double s71 = net.sin2pi(1, 7), s72 = net.sin2pi(2, 7), s73 = net.sin2pi(3, 7);
+    Ref a1 = d.add(x[1], x[6]), d1 = d.sub(x[1], x[6]);
+    Ref a2 = d.add(x[5], x[2]), d2 = d.sub(x[5], x[2]);
+    Ref a3 = d.add(x[4], x[3]), d3 = d.sub(x[4], x[3]);
+    o.C[0] = d.add(x[0], d.add(a1, d.add(a2, a3)));
+    o.C[1] = d.sub(d.sub(d.add(d.mulC(c71, a1), x[0]), d.mulC(c72, a2)), d.mulC(c73, a3));
+    o.C[2] = d.add(d.sub(d.sub(x[0], d.mulC(c72, a1)), d.mulC(c73, a2)), d.mulC(c71, a3));
+    o.C[3] = d.sub(d.add(d.sub(x[0], d.mulC(c73, a1)), d.mulC(c71, a2)), d.mulC(c72, a3));
+    Ref w1 = d.add(d.sub(d.mulC(s72, d2), d.mulC(s71, d1)), d.mulC(s73, d3));
+    Ref w2 = d.add(d.mulC(s72, d1), d.add(d.mulC(s73, d2), d.mulC(s71, d3)));
+    Ref w3 = d.sub(d.mulC(s72, d3), d.add(d.mulC(s73, d1), d.mulC(s71, d2)));
+    // X[1] = C1 + i W1 and X[3] = C3 + i W3: those sine sums are carried negated.
+    o.S[1] = -w1;
+    o.S[2] = w2;
+    o.S[3] = -w3;
+    return o;
+}
+
+// Pairs (1,10), (6,5), (3,8), (7,4), (9,2); plain quadratic sums.
+RW leaf11(const LeafContext& c, const PlanNode&, const std::vector<Ref>& x) {
+    Dag& d = c.net.dag();
+    const Network& net = c.net;
+    RW o = sized(11);
+    static const int g[5] = {1, 6, 3, 7, 9};
+    Ref a[5], dd[5];
+    for (int j = 0; j < 5; ++j) {
+        a[j] = d.add(x[g[j]], x[11 - g[j]]);
+        dd[j] = d.sub(x[g[j]], x[11 - g[j]]);
+    }
+    Ref x0 = x[0];
+    for (int j = 0; j < 5; ++j) x0 = d.add(x0, a[j]);
+    o.C[0] = x0;
+    for (int kk = 1; kk <= 5; ++kk) {
+        Ref cs = x[0];
+        Ref s = d.zero();
+        for (int j = 0; j < 5; ++j) {
+            cs = d.add(cs, d.mulC(net.cos2pi(static_cast<long>(kk) * g[j], 11), a[j]));
+            s = d.add(s, d.mulC(net.sin2pi(static_cast<long>(kk) * g[j], 11), dd[j]));
+        }
+        o.C[kk] = cs;
+        o.S[kk] = s;
+    }
+    return o;
+}
+
+struct LeafRow {
+    int n;
+    char form;  // 0 direct, 's' sum-difference, 'r' real-coefficient prime
+    LeafBuilder build;
+};
+
+const LeafRow kLeaves[] = {
+    {2, 0, leaf2}, {3, 0, leaf3}, {4, 0, leaf4}, {5, 0, leaf5}, {5, 's', leaf5s}, {7, 0, leaf7}, {11, 0, leaf11},
+};
+
+}  // namespace
+
+LeafBuilder leafForm(const PlanNode& plan) {
+    if (plan.kind != PlanNode::Leaf) return nullptr;
+    const char form = plan.sumDiff ? 's' : plan.realRader ? 'r' : 0;
+    for (const LeafRow& l : kLeaves)
+        if (l.n == plan.n && l.form == form) return l.build;
+    return nullptr;
+}
+
+}  // namespace qrbgen::plans
