@@ -94,4 +94,26 @@ bool inverseSplitDiffers64fc(int n) {
     return false;
 }
 
+namespace {
+template <std::size_t K>
+bool in(const int (&lengths)[K], int n) {
+    for (int l : lengths)
+        if (l == n) return true;
+    return false;
+}
+// 64fc lengths whose inverse is no mirror image of the forward kernel.
+const int kNoMirror64fc[] = {11, 22, 23, 25, 29, 31, 33, 43, 44, 46, 47, 49, 50, 55, 58, 59, 61, 62};
+}  // namespace
+
+bool reversalIdentity(bool single, int n) {
+    static const int reversal32fc[] = {2,  3,  4,  5,  6,  7,  8,  10, 11, 12, 13, 14, 15, 16, 17, 19, 20, 21, 23,
+                                       26, 28, 29, 30, 31, 34, 35, 37, 39, 40, 41, 42, 43, 46, 51, 52, 53, 56, 61};
+    return single ? in(reversal32fc, n) : !in(kNoMirror64fc, n);
+}
+
+bool exchangeIdentity(bool single, int n) {
+    static const int noExchange32fc[] = {19, 23, 37, 47, 59, 61};
+    return single ? !in(noExchange32fc, n) : !in(kNoMirror64fc, n);
+}
+
 }  // namespace qrbgen::plans

@@ -1,0 +1,124 @@
+#!/usr/bin/env python3
+"""Checks that the straight-line kernels are straight lines in machine code.
+
+A fixed-size kernel, and a Walsh-Hadamard kernel of an order that has no
+passes over a scratch, has no loop and calls nothing but its own unaligned
+form. The compiler is free to arrange the code, so this is checked on the
+machine code: the control-flow graph of each function is built from the
+disassembly and its back edges and calls are listed.
+
+Usage: check_shape.py OBJDUMP LIBRARY KERNEL_TABLE
+"""
+import re
+import subprocess
+import sys
+
+# WHT orders up to this one are one unrolled block; the others loop over
+# rows and columns of their scratch by design.
+WHT_STRAIGHT_ORDERS = 7
+
+
+def plain(symbol):
+    """The kernel name in a demangled symbol, without namespace and parameters."""
+    m = re.search(r"(?:^|::)((?:qrbg|owng)\w+)(?:\(|\.|@|$)", symbol)
+    return m.group(1) if m else symbol
+
+
+def functions(objdump, lib, wanted):
+    text = subprocess.run([objdump, "-d", "-C", "--no-show-raw-insn", lib], capture_output=True, text=True,
+                          check=True).stdout
+    funcs, cur = {}, None
+    for line in text.splitlines():
+        m = re.match(r"^[0-9a-f]+ <(.+)>:$", line)
+        if m:
+            # A function's cold part (name.cold) is part of the function.
+            cur = plain(m.group(1))
+            cur = cur if wanted(cur) and "@plt" not in m.group(1) else None
+            if cur:
+                funcs.setdefault(cur, [])
+            continue
+        if cur:
+            m = re.match(r"^\s+([0-9a-f]+):\s+(\S+)\s*(.*)$", line)
+            if m:
+                funcs[cur].append((int(m.group(1), 16), m.group(2), m.group(3)))
+    return funcs
+
+
+def back_edges(ins):
+    addrs = [a for a, _, _ in ins]
+    inside = set(addrs)
+    succ = {}
+    for i, (a, op, arg) in enumerate(ins):
+        nxt = addrs[i + 1] if i + 1 < len(ins) else None
+        s = []
+        if op.startswith("j"):
+            m = re.match(r"([0-9a-f]+) <", arg)
+            if m and int(m.group(1), 16) in inside:
+                s.append(int(m.group(1), 16))
+            if op != "jmp" and nxt is not None:
+                s.append(nxt)
+        elif not (op.startswith("ret") or op == "ud2") and nxt is not None:
+            s.append(nxt)
+        succ[a] = s
+    state, count = {addrs[0]: 1}, 0
+    stack = [(addrs[0], iter(succ[addrs[0]]))]
+    while stack:
+        node, it = stack[-1]
+        for t in it:
+            if state.get(t) == 1:
+                count += 1
+            elif t not in state:
+                state[t] = 1
+                stack.append((t, iter(succ.get(t, []))))
+                break
+        else:
+            state[node] = 2
+            stack.pop()
+    return count
+
+
+def calls(ins):
+    """Targets of calls and of jumps that leave the function."""
+    inside = {a for a, _, _ in ins}
+    out = []
+    for _, op, arg in ins:
+        if op.startswith("call") or op.startswith("j"):
+            m = re.match(r"([0-9a-f]+) <([^>]+)>", arg)
+            if m and int(m.group(1), 16) not in inside:
+                out.append(plain(m.group(2)))
+            elif op.startswith("call") and not m:
+                out.append(arg)  # an indirect call
+    return out
+
+
+def main():
+    objdump, lib, table = sys.argv[1], sys.argv[2], sys.argv[3]
+    kernels = set(re.findall(r"^QRBG_KERNEL\((\w+),", open(table).read(), re.M))
+    straight = set(kernels)
+    for name in kernels:
+        straight.add("owng" + name[4:] + "_unaligned")
+    for t in ("32f", "64f"):
+        for order in range(1, WHT_STRAIGHT_ORDERS + 1):
+            straight.add(f"qrbgWHT_{order}_{t}")
+            straight.add(f"owngWHT_{order}_{t}_unaligned")
+    funcs = functions(objdump, lib, lambda n: n in straight)
+    failures = []
+    missing = [k for k in kernels if k not in funcs]
+    if missing:
+        failures.append(f"{len(missing)} kernels not found, e.g. {missing[0]}")
+    for name, ins in sorted(funcs.items()):
+        loops = back_edges(ins)
+        if loops:
+            failures.append(f"{name}: {loops} loops")
+        own_twin = "owng" + name[4:] + "_unaligned"
+        foreign = [c for c in calls(ins) if c.split("@")[0] != own_twin]
+        if foreign:
+            failures.append(f"{name}: calls {', '.join(sorted(set(foreign)))}")
+    for f in failures:
+        print(f)
+    print(f"{len(funcs)} functions checked, {len(failures)} failures")
+    return 1 if failures else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
