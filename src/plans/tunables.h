@@ -11,7 +11,7 @@ namespace qrbgen::plans {
 inline constexpr int kMinLength = 2;
 inline constexpr int kMaxLength = 64;
 
-enum class SchemeId { Pair64fc, Scalar32fc, Split32fc };
+enum class SchemeId { Pair64fc, Scalar32fc, Split32fc, Scalar64f, Scalar32f };
 
 // A register scheme: how the values of a kernel sit in registers, for which
 // element type and lengths, and its options.
@@ -45,6 +45,11 @@ inline constexpr SchemeRow kSchemes[] = {
     // 32fc from 6 points: split registers of four lanes; the broadcast of
     // the scale interleaves a register with itself twice.
     {SchemeId::Split32fc, "split", Type::C32, 6, 64, true, 0, false, 2, false},
+    // Real, inverse real and Hartley kernels: scalar, single elements move
+    // at any address. An output need not depend on every input (I(k) does
+    // not on x[0]), so the loads go to the top.
+    {SchemeId::Scalar64f, "scalar", Type::F64, 2, 64, false, 0, false, -1, true},
+    {SchemeId::Scalar32f, "scalar", Type::F32, 2, 64, false, 0, false, -1, true},
 };
 
 }  // namespace qrbgen::plans

@@ -107,7 +107,9 @@ std::string printKernel(const KernelDag& k, const SchemeRow& s) {
     switch (s.id) {
         case SchemeId::Pair64fc: body = printPair64(k); break;
         case SchemeId::Split32fc: body = printSplit32(k); break;
-        case SchemeId::Scalar32fc: body = printScalar(k, s); break;
+        case SchemeId::Scalar32fc:
+        case SchemeId::Scalar64f:
+        case SchemeId::Scalar32f: body = printScalar(k, s); break;
     }
     return body.text + printFrame(k, s, body);
 }

@@ -24,6 +24,7 @@ KernelDag buildKernel(const KernelDesc& k, const SchemeRow& scheme) {
         case SchemeId::Pair64fc: return buildPair64fc(k, scheme, row->plan64fc);
         case SchemeId::Scalar32fc: return buildScalar32fc(k, scheme, row->plan32fc);
         case SchemeId::Split32fc: return buildSplit32fc(k, scheme, row->plan32fc);
+        default: break;
     }
     throw std::logic_error("unknown register scheme");
 }
