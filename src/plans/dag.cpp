@@ -94,8 +94,9 @@ Ref Dag::shuf(int kind, Ref x, Ref y) {
 }
 
 void Dag::output(int slot, Ref value) {
-    if (value.isZero() || value.neg) throw std::logic_error("output " + std::to_string(slot) + " is not a positive value");
+    if (value.isZero()) throw std::logic_error("output " + std::to_string(slot) + " is an exact zero");
     outputs_.emplace_back(slot, value.id);
+    outputNeg_.push_back(value.neg ? 1 : 0);
 }
 
 std::vector<bool> Dag::live() const {

@@ -75,13 +75,17 @@ public:
     Ref mask(Ref x);
     Ref shuf(int kind, Ref x, Ref y);
 
+    // Stores value at the slot. A negated value is stored as 0 - v, a
+    // subtraction from +0.0 that the emitter performs after the scale.
     void output(int slot, Ref value);
 
     const std::vector<Node>& nodes() const { return nodes_; }
     const Node& node(int id) const { return nodes_[static_cast<std::size_t>(id)]; }
     const std::vector<Constant>& constants() const { return consts_; }
-    // Output slot -> node id (outputs are always carried with positive sign).
+    // Output slot -> node id, in the order of the output calls.
     const std::vector<std::pair<int, int>>& outputs() const { return outputs_; }
+    // Whether output i (an index into outputs()) is stored as 0 - value.
+    bool outputNegated(std::size_t i) const { return outputNeg_[i] != 0; }
 
     // Nodes that some output depends on.
     std::vector<bool> live() const;
@@ -121,6 +125,7 @@ private:
     std::vector<Constant> consts_;
     std::unordered_map<Key, int, KeyHash> index_;
     std::vector<std::pair<int, int>> outputs_;
+    std::vector<char> outputNeg_;
     int scaleNode_ = -1;
     int outputSide_ = 1 << 30;
 };
