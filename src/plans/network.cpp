@@ -4,6 +4,7 @@
 #include <numeric>
 #include <optional>
 
+#include "real_leaf.h"
 #include "trig.h"
 
 namespace qrbgen::plans {
@@ -54,6 +55,7 @@ RW Network::R(const PlanNode& plan, const std::vector<Ref>& x, int r) {
 }
 
 RW Network::leaf(const PlanNode& plan, const std::vector<Ref>& x) {
+    if (opt_.leaves == LeafForm::RealQuadratic) return realQuadraticLeaf(dag_, plan, x);
     Dag& d = dag_;
     const int M = plan.n;
     RW o;
@@ -231,9 +233,8 @@ RW Network::ct(const PlanNode& plan, const std::vector<Ref>& x, int r) {
         RW o = R(pb, col, r);
         for (int k2 = 0; 2 * k2 <= b; ++k2) bins.put(a * k2, o.C[k2], o.S[k2]);
     }
-    // Bins 0 < k1 <= a/2: rotate row n2 by 2 pi r n2 k1 / N, then T(b). At
-    // k1 = a/2 the sine parts are absent and this is the odd block.
-    for (int k1 = 1; 2 * k1 <= a; ++k1) {
+    // Bins 0 < k1 < a/2: rotate row n2 by 2 pi r n2 k1 / N, then T(b).
+    for (int k1 = 1; 2 * k1 < a; ++k1) {
         std::vector<Ref> p(static_cast<std::size_t>(b)), q(static_cast<std::size_t>(b));
         for (int n2 = 0; n2 < b; ++n2) {
             Ref c = Y[n2].C[k1], s = Y[n2].S[k1];
@@ -250,6 +251,14 @@ RW Network::ct(const PlanNode& plan, const std::vector<Ref>& x, int r) {
         std::vector<Ref> Cb, Sb;
         T(pb, p, q, r, Cb, Sb);
         for (int k2 = 0; k2 < b; ++k2) bins.put(k1 + a * k2, Cb[k2], Sb[k2]);
+    }
+    // Bin a/2 of an even first stage is real: the odd block, X[a/2 + a m] =
+    // O(b)[m], whose twiddles are those of its own rule.
+    if (a % 2 == 0) {
+        std::vector<Ref> col(static_cast<std::size_t>(b));
+        for (int n2 = 0; n2 < b; ++n2) col[n2] = Y[n2].C[a / 2];
+        RW o = O(pb, col, r);
+        for (std::size_t m = 0; m < o.C.size(); ++m) bins.put(a / 2 + a * static_cast<int>(m), o.C[m], o.S[m]);
     }
     return bins.done();
 }

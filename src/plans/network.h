@@ -22,11 +22,16 @@ struct RW {
 // Constants of a network come in the precision of the kernel's arithmetic.
 enum class ConstPrecision { Double, Single };
 
+// The formulas of the direct leaves: those of the complex kernels, or the
+// plain quadratic evaluation with the term order of the real kernels.
+enum class LeafForm { Complex, RealQuadratic };
+
 // Options that a kernel gives the leaves it contains.
 struct NetOptions {
     ConstPrecision precision = ConstPrecision::Double;
     // X[0] of a direct 5-point leaf as (x0 + a) + b instead of x0 + (a + b).
     bool five0Left = false;
+    LeafForm leaves = LeafForm::Complex;
 };
 
 class UnsupportedPlan : public std::runtime_error {
@@ -40,6 +45,14 @@ public:
 
     // R(M) of the plan on the items x with root rotation r (coprime to M).
     RW R(const PlanNode& plan, const std::vector<Ref>& x, int r);
+
+    // O(n) of the plan on the items d with root rotation r (odd, coprime to
+    // n): the odd-frequency sums O[m] = C[m] - i S[m] = sum over t of
+    // d[t] W(2n)^(r t (2m+1)), m = 0..ceil(n/2)-1, as the C and S parts
+    // (S is zero where O[m] is real). O[n-1-m] is the conjugate of O[m].
+    // A split plan (a,b) is taken with twiddles whether or not a and b are
+    // coprime.
+    RW O(const PlanNode& plan, const std::vector<Ref>& d, int r);
 
     // cos(2 pi p / q) and sin(2 pi p / q) in the kernel's constant precision.
     double cos2pi(long p, long q) const;
