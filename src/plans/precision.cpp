@@ -1,10 +1,11 @@
 #include "precision.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace qrbgen::plans {
 
-PrecisionPlan analysePrecision(const Dag& d) {
+PrecisionPlan analysePrecision(const Dag& d, const std::vector<double>& singleConstants) {
     const std::size_t count = d.nodes().size();
     const std::vector<bool> live = d.live();
     const std::vector<int> consumers = d.consumers();
@@ -16,7 +17,13 @@ PrecisionPlan analysePrecision(const Dag& d) {
     p.dbl.assign(count, 0);
     p.rounded.assign(count, 0);
     p.widened.assign(count, 0);
-    auto held = [&](int id) { return d.node(id).op == Op::Const || p.heldDouble(id); };
+    auto singleConstant = [&](int id) {
+        const double v = d.constants()[static_cast<std::size_t>(d.node(id).imm)].lanes.at(0);
+        return std::find(singleConstants.begin(), singleConstants.end(), v) != singleConstants.end();
+    };
+    auto held = [&](int id) {
+        return d.node(id).op == Op::Const ? !singleConstant(id) : p.heldDouble(id);
+    };
 
     for (std::size_t i = 0; i < count; ++i) {
         if (!live[i]) continue;
@@ -26,13 +33,13 @@ PrecisionPlan analysePrecision(const Dag& d) {
             case Op::Const:
             case Op::Scale: continue;
             case Op::Add:
-            case Op::Sub: p.dbl[i] = held(n.a) || held(n.b); break;
-            case Op::Mul: p.dbl[i] = d.node(n.a).op == Op::Const || held(n.b); break;
+            case Op::Sub:
+            case Op::Mul: p.dbl[i] = held(n.a) || held(n.b); break;
             default: throw std::logic_error("precision rule: a scalar network has no lane operations");
         }
         if (p.dbl[i])
             for (int o : {n.a, n.b})
-                if (!held(o)) p.widened[static_cast<std::size_t>(o)] = 1;
+                if (!held(o) && d.node(o).op != Op::Const) p.widened[static_cast<std::size_t>(o)] = 1;
         // A variable or a stored value is a single: a double is rounded here.
         const bool variable = consumers[i] > 1 || storedAsIs[i];
         p.rounded[i] = p.dbl[i] && variable;

@@ -5,9 +5,10 @@
 // The rule: inputs, the scale and every variable are singles; a variable is
 // a value with more than one consumer, or a stored value. An operation on
 // two singles is single. An operation with a double operand is double (a
-// product with a network constant always is) and stays double up to the
-// root of its expression, where it is rounded to single once. A negated
-// store 0 - s*v is the root of its expression, the product s*v inside it.
+// product with a network constant always is, the constants being doubles
+// unless listed as singles) and stays double up to the root of its
+// expression, where it is rounded to single once. A negated store 0 - s*v
+// is the root of its expression, the product s*v inside it.
 #pragma once
 #include <vector>
 
@@ -34,7 +35,9 @@ struct PrecisionPlan {
     bool heldDouble(int id) const { return dbl[static_cast<std::size_t>(id)] && !rounded[static_cast<std::size_t>(id)]; }
 };
 
-PrecisionPlan analysePrecision(const Dag& d);
+// singleConstants lists the constants that are singles like the scale (the
+// doubling 2.0 of the inverse kernels); every other constant is a double.
+PrecisionPlan analysePrecision(const Dag& d, const std::vector<double>& singleConstants = {});
 
 // Evaluation of a network by the rule, as the kernel computes it: inputs by
 // input slot, outputs by output slot, s the scale. The scale node and the

@@ -117,6 +117,23 @@ TEST(Precision, TakesTheDecisionsOfTheScalar32fcKernels) {
     }
 }
 
+// The doubling of the inverse kernels is a single constant: its product
+// with a single stays single, while 0.5 keeps its product double.
+TEST(Precision, SingleConstantsStaySingle) {
+    Dag d;
+    const Ref x = d.input(0), y = d.input(1);
+    d.output(0, d.scale(d.add(d.mulC(2.0, x), y)));
+    d.output(1, d.scale(d.mulC(0.5, y)));
+    const Split32f asDoubling = analysePrecision(d, {2.0}).split;
+    EXPECT_EQ(asDoubling, (Split32f{1, 2, 0, 2, 2, 1}));  // y and s widened, 0.5 y s rounded once
+    const Split32f asNetworkConstant = analysePrecision(d).split;
+    EXPECT_EQ(asNetworkConstant, (Split32f{0, 0, 1, 4, 3, 2}));
+    const PrecisionPlan p = analysePrecision(d, {2.0});
+    const std::vector<float> out = evaluate32f(d, p, {0.1f, 0.3f}, 0.7f);
+    EXPECT_TRUE(sameBits(out[0], (2.0f * 0.1f + 0.3f) * 0.7f));
+    EXPECT_TRUE(sameBits(out[1], static_cast<float>(0.5 * double(0.3f) * double(0.7f))));
+}
+
 TEST(Precision, SplitOfTheForwardTable) {
     for (const ForwardRealRow& row : forwardRealTable()) {
         if (hasRaderPart(row.plan)) continue;
