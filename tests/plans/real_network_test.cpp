@@ -188,23 +188,3 @@ TEST(OddFrequency, ValuesByDefinition) {
         }
     }
 }
-
-TEST(OddFrequency, CostOfTheOddBlocks) {
-    auto cost = [](const char* text) {
-        const PlanNode plan = parsePlan(text, Elem::C32);
-        Dag d;
-        std::vector<Ref> in;
-        for (int t = 0; t < plan.n; ++t) in.push_back(d.input(t));
-        Network net(d, NetOptions{});
-        const RW o = net.O(plan, in, 1);
-        for (std::size_t m = 0; m < o.C.size(); ++m) {
-            d.output(static_cast<int>(2 * m), o.C[m]);
-            if (!o.S[m].isZero()) d.output(static_cast<int>(2 * m + 1), o.S[m]);
-        }
-        const OpCounts c = d.counts();
-        return std::make_pair(c.add + c.sub, c.mul);
-    };
-    EXPECT_EQ(cost("2"), std::make_pair(0, 0));  // d[0] - i d[1]: roles only
-    EXPECT_EQ(cost("4"), std::make_pair(6, 2));  // u, v, P, Q and four sums
-    EXPECT_EQ(cost("3"), std::make_pair(4, 2));  // R(3) of the alternated sequence
-}
