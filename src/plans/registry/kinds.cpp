@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "tables/real_tables.h"
 #include "tunables.h"
 
 namespace qrbgen::plans {
@@ -133,7 +134,17 @@ const int kPending64fc[] = {13, 17, 19, 23, 26, 29, 31, 34, 35, 37, 38, 39,
 }  // namespace
 
 bool pending(const KernelDesc& k) {
-    if (k.kind != Kind::CToC) return true;  // the real and Hartley families follow
+    switch (k.kind) {
+        case Kind::CToC: break;
+        case Kind::RToCCS:
+        case Kind::RToPack:
+        case Kind::RToPerm: {
+            // Lengths whose plan holds a real Rader network.
+            const ForwardRealRow* row = forwardRealRow(k.n);
+            return row == nullptr || std::string(row->plan).find('R') != std::string::npos;
+        }
+        default: return true;  // the inverse real and Hartley families follow
+    }
     if (k.type == Type::C32) return std::find(std::begin(kPending32fc), std::end(kPending32fc), k.n) != std::end(kPending32fc);
     return std::find(std::begin(kPending64fc), std::end(kPending64fc), k.n) != std::end(kPending64fc);
 }

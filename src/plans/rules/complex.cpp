@@ -5,6 +5,7 @@
 #include "rules/cvec.h"
 #include "rules/kernel.h"
 #include "rules/network.h"
+#include "rules/real.h"
 #include "tables/plan_table.h"
 
 namespace qrbgen::plans {
@@ -17,7 +18,13 @@ Layout Layout::identity(int inputs, int outputs) {
 }
 
 KernelDag buildKernel(const KernelDesc& k, const SchemeRow& scheme) {
-    if (k.kind != Kind::CToC) throw std::logic_error("no builder for " + kernelName(k));
+    switch (k.kind) {
+        case Kind::CToC: break;
+        case Kind::RToCCS:
+        case Kind::RToPack:
+        case Kind::RToPerm: return buildRealForward(k);
+        default: throw std::logic_error("no builder for " + kernelName(k));
+    }
     const PlanRow* row = planRow(k.n);
     if (row == nullptr) throw std::invalid_argument("no plan for length " + std::to_string(k.n));
     switch (scheme.id) {

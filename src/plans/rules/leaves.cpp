@@ -140,21 +140,63 @@ RW leaf11(const LeafContext& c, const PlanNode&, const std::vector<Ref>& x) {
     return o;
 }
 
+// The real kernels' form of the direct leaves: the plain quadratic
+// evaluation. For odd p, with the pair sums A[j] = x[j] + x[p-j] and
+// differences B[j] = x[j] - x[p-j], j = 1..(p-1)/2: C[k] = x[0] + sum of
+// A[j] cos(2 pi j k / p), summed from the j = 1 term with x[0] added last
+// when that term is positive, and from x[0] otherwise; the imaginary part
+// -S[k] = sum of B[j] (-sin(2 pi j k / p)) is summed in the order of j, so
+// that the network yields I(k) itself wherever one of its terms is
+// positive. Lengths 2 and 4 are the butterflies of the other form.
+RW leafQuadratic(const LeafContext& c, const PlanNode& plan, const std::vector<Ref>& x) {
+    const int p = plan.n;
+    if (p == 2) return leaf2(c, plan, x);
+    if (p == 4) return leaf4(c, plan, x);
+    Dag& d = c.net.dag();
+    const Network& net = c.net;
+    RW o = sized(p);
+    const int h = (p - 1) / 2;
+    std::vector<Ref> A(static_cast<std::size_t>(h + 1)), B(static_cast<std::size_t>(h + 1));
+    for (int j = 1; j <= h; ++j) {
+        A[j] = d.add(x[j], x[p - j]);
+        B[j] = d.sub(x[j], x[p - j]);
+    }
+    Ref sum = A[1];
+    for (int j = 2; j <= h; ++j) sum = d.add(sum, A[j]);
+    o.C[0] = d.add(sum, x[0]);
+    for (int k = 1; k <= h; ++k) {
+        const bool firstPositive = net.cos2pi(k, p) > 0;
+        auto cosTerm = [&](int j) { return d.mulC(net.cos2pi(static_cast<long>(j) * k, p), A[j]); };
+        Ref re = firstPositive ? cosTerm(1) : d.add(x[0], cosTerm(1));
+        for (int j = 2; j <= h; ++j) re = d.add(re, cosTerm(j));
+        if (firstPositive) re = d.add(re, x[0]);
+        Ref im = d.zero();
+        for (int j = 1; j <= h; ++j) im = d.add(im, d.mulC(-net.sin2pi(static_cast<long>(j) * k, p), B[j]));
+        o.C[k] = re;
+        o.S[k] = -im;
+    }
+    return o;
+}
+
 struct LeafRow {
     int n;
-    char form;  // 0 direct, 's' sum-difference, 'r' real-coefficient prime
+    char form;  // 0 direct, 's' sum-difference, 'r' real-coefficient prime, 'q' the real kernels' quadratic form
     LeafBuilder build;
 };
 
 const LeafRow kLeaves[] = {
-    {2, 0, leaf2}, {3, 0, leaf3}, {4, 0, leaf4}, {5, 0, leaf5}, {5, 's', leaf5s}, {7, 0, leaf7}, {11, 0, leaf11},
+    {2, 0, leaf2},          {3, 0, leaf3},          {4, 0, leaf4},          {5, 0, leaf5},
+    {5, 's', leaf5s},       {7, 0, leaf7},          {11, 0, leaf11},        {2, 'q', leafQuadratic},
+    {3, 'q', leafQuadratic}, {4, 'q', leafQuadratic}, {5, 'q', leafQuadratic}, {7, 'q', leafQuadratic},
+    {11, 'q', leafQuadratic},
 };
 
 }  // namespace
 
-LeafBuilder leafForm(const PlanNode& plan) {
+LeafBuilder leafForm(const PlanNode& plan, LeafForm family) {
     if (plan.kind != PlanNode::Leaf) return nullptr;
-    const char form = plan.sumDiff ? 's' : plan.realRader ? 'r' : 0;
+    char form = plan.sumDiff ? 's' : plan.realRader ? 'r' : 0;
+    if (family == LeafForm::RealQuadratic) form = form ? '?' : 'q';
     for (const LeafRow& l : kLeaves)
         if (l.n == plan.n && l.form == form) return l.build;
     return nullptr;

@@ -78,7 +78,7 @@ RW Network::R(const PlanNode& plan, const std::vector<Ref>& x, int r, Data data)
     r = ((r % M) + M) % M;
     if (std::gcd(r, M) != 1) throw std::logic_error("R: root rotation not coprime");
     if (plan.kind == PlanNode::CT || plan.kind == PlanNode::GT) return split(plan, x, r, data);
-    LeafBuilder leaf = leafForm(plan);
+    LeafBuilder leaf = leafForm(plan, opt_.leaves);
     if (leaf == nullptr) throw std::invalid_argument("no real-weighted form of " + plan.str());
     RW base = leaf(LeafContext{*this, data}, plan, x);
     return r == 1 ? base : renumber(base, M, r);
@@ -110,10 +110,6 @@ RW Network::split(const PlanNode& plan, const std::vector<Ref>& x, int r, Data d
     const PlanNode& pb = plan.kids[1];
     const int a = m.a, b = m.b;
     const int ra = m.rootA(r), rb = m.rootB(r);
-    // The bin a/2 of an even first stage of a Cooley-Tukey split is finished
-    // by an odd block, which exists for a second stage of 2 and 4 points.
-    if (m.ct && a % 2 == 0 && b != 2 && b != 4)
-        throw std::invalid_argument("no odd block of " + std::to_string(b) + " points in " + plan.str());
 
     // First stage: b transforms of a points.
     std::vector<RW> Y(static_cast<std::size_t>(b));
@@ -124,10 +120,18 @@ RW Network::split(const PlanNode& plan, const std::vector<Ref>& x, int r, Data d
     }
     Bins bins(m.N);
     for (int k1 = 0; 2 * k1 <= a; ++k1) {
+        // In Cooley-Tukey the bin a/2 of an even first stage is real: the
+        // odd block, X[a/2 + a m] = O(b)[m], with the twiddles of its own rule.
+        if (m.ct && 2 * k1 == a) {
+            std::vector<Ref> col(static_cast<std::size_t>(b));
+            for (int n2 = 0; n2 < b; ++n2) col[n2] = Y[n2].C[k1];
+            RW o = O(pb, col, r);
+            for (std::size_t mm = 0; mm < o.C.size(); ++mm) bins.put(k1 + a * static_cast<int>(mm), o.C[mm], o.S[mm]);
+            continue;
+        }
         // Bin 0, and in Good-Thomas the bin a/2 of an even first stage, are
-        // real-weighted: R(b). In Cooley-Tukey the bin a/2 is the odd block,
-        // whose sine parts are absent after the rotation.
-        const bool real = k1 == 0 || (!m.ct && 2 * k1 == a);
+        // real-weighted: R(b).
+        const bool real = k1 == 0 || 2 * k1 == a;
         if (real) {
             std::vector<Ref> col(static_cast<std::size_t>(b));
             for (int n2 = 0; n2 < b; ++n2) col[n2] = Y[n2].C[k1];

@@ -27,11 +27,17 @@ enum class ConstPrecision { Double, Single };
 // leaf keeps its direct form.
 enum class Data { RealWeighted, Formal };
 
+// The formulas of the direct leaves: those of the complex kernels, or the
+// plain quadratic evaluation with the term order of the real kernels.
+enum class LeafForm { Complex, RealQuadratic };
+
 // Options that a kernel gives the leaves it contains.
 struct NetOptions {
     ConstPrecision precision = ConstPrecision::Double;
     // X[0] of a direct 5-point leaf as (x0 + a) + b instead of x0 + (a + b).
     bool five0Left = false;
+    // The family of forms of the direct leaves.
+    LeafForm leaves = LeafForm::Complex;
 };
 
 class Network {
@@ -40,6 +46,14 @@ public:
 
     // R(M) of the plan on the items x with root rotation r (coprime to M).
     RW R(const PlanNode& plan, const std::vector<Ref>& x, int r, Data data = Data::RealWeighted);
+
+    // O(n) of the plan on the items d with root rotation r (odd, coprime to
+    // 2n): the odd-frequency sums O[m] = C[m] - i S[m] = sum over t of
+    // d[t] W(2n)^(r t (2m+1)), m = 0..ceil(n/2)-1, as the C and S parts
+    // (S is zero where O[m] is real). O[n-1-m] is the conjugate of O[m].
+    // A split plan (a,b) is taken with twiddles whether or not a and b are
+    // coprime.
+    RW O(const PlanNode& plan, const std::vector<Ref>& d, int r);
 
     // cos(2 pi p / q) and sin(2 pi p / q) in the kernel's constant precision.
     double cos2pi(long p, long q) const;
@@ -73,7 +87,7 @@ struct LeafContext {
 };
 using LeafBuilder = RW (*)(const LeafContext& c, const PlanNode& plan, const std::vector<Ref>& x);
 
-// The builder of a leaf, or null if no form of that length and kind exists.
-LeafBuilder leafForm(const PlanNode& plan);
+// The builder of a leaf in a family of forms, or null if no such form exists.
+LeafBuilder leafForm(const PlanNode& plan, LeafForm family);
 
 }  // namespace qrbgen::plans

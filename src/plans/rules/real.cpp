@@ -6,8 +6,39 @@
 #include "rules/kernel.h"
 #include "rules/network.h"
 #include "rules/real.h"
+#include "tables/real_tables.h"
 
 namespace qrbgen::plans {
+
+namespace {
+
+// The real tables write the 8-point network as a leaf; it is C(4,2).
+void expandEight(PlanNode& p) {
+    if (p.isLeaf() && p.n == 8 && !p.sumDiff && !p.realRader) {
+        PlanNode four, two;
+        four.n = 4;
+        two.n = 2;
+        p.kind = PlanNode::CT;
+        p.kids = {four, two};
+        return;
+    }
+    for (PlanNode& k : p.kids) expandEight(k);
+}
+
+}  // namespace
+
+PlanNode parseRealPlan(const std::string& text, int n) {
+    PlanNode p = parsePlanFor(text, n);
+    expandEight(p);
+    return p;
+}
+
+RW forwardRealNetwork(Dag& d, const PlanNode& plan, const std::vector<Ref>& x) {
+    NetOptions opt;
+    opt.leaves = LeafForm::RealQuadratic;
+    Network net(d, opt);
+    return net.R(plan, x, 1);
+}
 
 SpectrumMap spectrumMap(Kind kind, int N) {
     const int h = N / 2, m = (N - 1) / 2;
@@ -53,17 +84,17 @@ SpectrumMap spectrumMap(Kind kind, int N) {
     }
 }
 
-KernelDag buildRealForward(const KernelDesc& k, const SchemeRow& s, const std::string& planText) {
+KernelDag buildRealForward(const KernelDesc& k) {
     const int N = k.n;
+    const ForwardRealRow* row = forwardRealRow(N);
+    if (row == nullptr) throw std::invalid_argument("no forward real plan of length " + std::to_string(N));
     const SpectrumMap map = spectrumMap(k.kind, N);
-    KernelDag kd{k, planText, Dag{}, Layout::identity(N, map.elems)};
+    KernelDag kd{k, row->plan, Dag{}, Layout::identity(N, map.elems)};
     kd.layout.zeros = map.zeros;
-    PlanNode plan = parsePlanFor(planText, N);
     Dag& d = kd.dag;
     std::vector<Ref> x(static_cast<std::size_t>(N));
     for (int i = 0; i < N; ++i) x[i] = d.input(i);
-    Network net(d, NetOptions{ConstPrecision::Double, s.five0Left});
-    RW w = net.R(plan, x, 1);
+    RW w = forwardRealNetwork(d, parseRealPlan(row->plan, N), x);
     d.markOutputSide();
     // R(k) is the cosine sum, I(k) the negated sine sum. Where the network
     // carries the value negated, the kernel stores 0 - s*v.

@@ -5,6 +5,8 @@
 #include <vector>
 
 #include "rules/kernel.h"
+#include "rules/network.h"
+#include "tables/plan.h"
 
 namespace qrbgen::plans {
 
@@ -18,8 +20,15 @@ struct SpectrumMap {
 };
 SpectrumMap spectrumMap(Kind kind, int N);
 
-// Forward real kernels: the network of the plan on N real inputs, stored in
-// the kind's layout.
-KernelDag buildRealForward(const KernelDesc& k, const SchemeRow& s, const std::string& plan);
+// A plan of the real tables, in which "8" stands for the network C(4,2).
+PlanNode parseRealPlan(const std::string& text, int n);
+
+// R(N) of a plan on real items with the real kernels' direct leaves: Re X[k]
+// is C[k], Im X[k] is -S[k].
+RW forwardRealNetwork(Dag& d, const PlanNode& plan, const std::vector<Ref>& x);
+
+// Forward real kernels: the network of the length's plan on N real inputs,
+// stored in the kind's layout.
+KernelDag buildRealForward(const KernelDesc& k);
 
 }  // namespace qrbgen::plans

@@ -1,0 +1,188 @@
+// The forward real networks at the IR level: the tables as data, the
+// operation counts of every network without a Rader part, their values
+// against the definition, and the odd-frequency transform by itself.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <map>
+#include <random>
+#include <set>
+#include <string>
+
+#include "emit/precision.h"
+#include "real_test_util.h"
+#include "rules/network.h"
+#include "rules/real.h"
+#include "tables/real_tables.h"
+
+using namespace qrbgen::plans;
+
+namespace {
+
+constexpr long double kPi = 3.141592653589793238462643383279502884L;
+
+// Lengths at which the negated stores of the forward table are reproduced.
+// At the other lengths the network holds some imaginary parts in the other
+// orientation (b - a for a - b), which the rules leave free; additions and
+// products are the same there.
+const std::set<int> kNegationsAsTable = {2, 3, 4, 5, 7, 9, 11, 14, 15, 18, 22, 24, 54, 64};
+
+std::vector<double> gaussian(int n, unsigned seed) {
+    std::mt19937 gen(seed);
+    std::normal_distribution<double> dist;
+    std::vector<double> v(static_cast<std::size_t>(n));
+    for (double& x : v) x = dist(gen);
+    return v;
+}
+
+
+
+}  // namespace
+
+TEST(RealTables, RowsAreConsistentWithEachOther) {
+    ASSERT_EQ(forwardRealTable().size(), 63u);
+    ASSERT_EQ(inverseRealTable().size(), 63u);
+    ASSERT_EQ(hartleyTable().size(), 63u);
+    for (int n = 2; n <= 64; ++n) {
+        const ForwardRealRow& f = *forwardRealRow(n);
+        const InverseRealRow& i = *inverseRealRow(n);
+        const HartleyRow& h = *hartleyRow(n);
+        const int m = (n - 1) / 2;
+        // The 32f split covers the same operations as the 64f kernel.
+        const Split32f& s = f.split32f;
+        EXPECT_EQ(s.singleAdds + s.doubleAdds, f.adds + f.negations) << n;
+        EXPECT_EQ(s.singleMuls + s.doubleMuls, f.muls + n) << n;
+        EXPECT_LE(s.narrowings, s.doubleMuls + s.doubleAdds) << n;
+        // Hartley form A adds 2m additions to the forward network, form B to
+        // the inverse network.
+        if (h.form == HartleyForm::A) {
+            EXPECT_EQ(h.adds, f.adds + 2 * m) << n;
+            EXPECT_EQ(h.muls, f.muls) << n;
+        } else {
+            EXPECT_EQ(h.adds, i.adds + 2 * m) << n;
+            EXPECT_EQ(h.muls, i.muls) << n;
+        }
+        if (!hasRaderPart(f.plan)) {
+            EXPECT_EQ(parseRealPlan(f.plan, n).n, n) << f.plan;
+        }
+    }
+}
+
+TEST(RealNetworks, CountsOfTheForwardTable) {
+    int built = 0;
+    for (const ForwardRealRow& row : forwardRealTable()) {
+        if (hasRaderPart(row.plan)) {
+            EXPECT_TRUE(pending(KernelDesc{Kind::RToPack, Type::F64, row.n, false}));
+            continue;
+        }
+        ++built;
+        const KernelDag k = forwardKernel(row.n);
+        const OpCounts c = k.dag.counts();
+        EXPECT_EQ(c.add + c.sub, row.adds) << row.n;
+        EXPECT_EQ(c.mul, row.muls + row.n) << row.n;  // and one scale product per output
+        EXPECT_EQ(k.dag.outputs().size(), static_cast<std::size_t>(row.n));
+        if (kNegationsAsTable.count(row.n)) {
+            EXPECT_EQ(negations(k.dag), row.negations) << row.n;
+        }
+    }
+    EXPECT_EQ(built, 40);
+}
+
+TEST(RealNetworks, ValuesAreTheForwardTransformInPackSlots) {
+    for (const ForwardRealRow& row : forwardRealTable()) {
+        if (hasRaderPart(row.plan)) continue;
+        const int n = row.n;
+        const KernelDag k = forwardKernel(n);
+        const SpectrumMap pack = spectrumMap(Kind::RToPack, n);
+        const std::vector<double> x = gaussian(n, static_cast<unsigned>(n));
+        const std::vector<double> y = evaluate64f(k.dag, x, 1.0);
+        ASSERT_EQ(y.size(), static_cast<std::size_t>(n));
+        long double peak = 0, err = 0;
+        for (int q = 0; 2 * q <= n; ++q) {
+            long double re = 0, im = 0;
+            for (int t = 0; t < n; ++t) {
+                re += x[t] * std::cos(2 * kPi * t * q / n);
+                im -= x[t] * std::sin(2 * kPi * t * q / n);
+            }
+            peak = std::max(peak, std::hypot(re, im));
+            err = std::max(err, std::fabs(y[pack.re[q]] - re));
+            if (q > 0 && 2 * q < n) err = std::max(err, std::fabs(y[pack.im[q]] - im));
+        }
+        EXPECT_LT(err / peak, 1e-15) << n;
+    }
+}
+
+// The reversed stage orders of the inverse table are forward networks of
+// the same rules (8 taken as C(2,4)). Their counts are the inverse table's,
+// but for the products that the inverse network merges into rotations.
+TEST(RealNetworks, ReversedInversePlansHaveTheInverseCounts) {
+    const std::map<int, int> merged = {{9, 2}, {18, 4}, {27, 10}, {36, 8}, {45, 10}, {54, 20}, {63, 2}};
+    std::function<PlanNode(PlanNode)> reversed = [&](PlanNode p) {
+        if (p.isLeaf() && p.n == 8) p = parsePlan("C(4,2)");
+        for (PlanNode& kid : p.kids) kid = reversed(kid);
+        if (!p.isLeaf()) std::swap(p.kids[0], p.kids[1]);
+        return p;
+    };
+    for (const InverseRealRow& row : inverseRealTable()) {
+        // 48 and 64 take other plans in some of their branches.
+        if (hasRaderPart(row.plan) || row.n == 48 || row.n == 64) continue;
+        const PlanNode plan = reversed(parsePlanFor(row.plan, row.n));
+        Dag d;
+        std::vector<Ref> x;
+        for (int i = 0; i < row.n; ++i) x.push_back(d.input(i));
+        const RW w = forwardRealNetwork(d, plan, x);
+        for (int q = 0; 2 * q <= row.n; ++q) {
+            d.output(2 * q, w.C[q]);
+            if (!w.S[q].isZero()) d.output(2 * q + 1, -w.S[q]);
+        }
+        const OpCounts c = d.counts();
+        EXPECT_EQ(c.add + c.sub, row.adds) << row.n << " " << plan.str();
+        EXPECT_EQ(c.mul, row.muls + (merged.count(row.n) ? merged.at(row.n) : 0)) << row.n << " " << plan.str();
+    }
+}
+
+// O(n) against its definition, for leaves of both parities, split plans
+// with an even and an odd first factor, nested splits and rotated roots.
+TEST(OddFrequency, ValuesByDefinition) {
+    struct Case {
+        const char* plan;
+        int r;
+    };
+    const Case cases[] = {{"2", 1}, {"2", 3},       {"4", 1},       {"4", 3},          {"4", 5},
+                          {"3", 1}, {"5", 3},       {"7", 1},       {"C(2,4)", 1},     {"C(3,2)", 1},
+                          {"C(7,2)", 1}, {"C(5,4)", 1}, {"C(5,4)", 7}, {"C(C(4,2),2)", 1}, {"C(3,3)", 1},
+                          {"G(3,4)", 5}};
+    for (LeafForm leaves : {LeafForm::Complex, LeafForm::RealQuadratic}) {
+        for (const Case& c : cases) {
+            const PlanNode plan = parsePlan(c.plan);
+            const int n = plan.n;
+            Dag d;
+            std::vector<Ref> in;
+            for (int t = 0; t < n; ++t) in.push_back(d.input(t));
+            NetOptions opt;
+            opt.leaves = leaves;
+            Network net(d, opt);
+            const RW o = net.O(plan, in, c.r);
+            ASSERT_EQ(o.C.size(), static_cast<std::size_t>((n + 1) / 2));
+            for (std::size_t m = 0; m < o.C.size(); ++m) {
+                d.output(static_cast<int>(2 * m), o.C[m]);
+                if (!o.S[m].isZero()) d.output(static_cast<int>(2 * m + 1), o.S[m]);
+            }
+            const std::vector<double> x = gaussian(n, 7);
+            const std::vector<double> y = evaluate64f(d, x, 1.0);
+            for (std::size_t m = 0; m < o.C.size(); ++m) {
+                long double cs = 0, sn = 0;
+                for (int t = 0; t < n; ++t) {
+                    const long double a = kPi * c.r * t * (2 * static_cast<long>(m) + 1) / n;
+                    cs += x[t] * std::cos(a);
+                    sn += x[t] * std::sin(a);
+                }
+                EXPECT_NEAR(y[2 * m], static_cast<double>(cs), 1e-13) << c.plan << " r " << c.r << " m " << m;
+                const double s = o.S[m].isZero() ? 0.0 : y[2 * m + 1];
+                EXPECT_NEAR(s, static_cast<double>(sn), 1e-13) << c.plan << " r " << c.r << " m " << m;
+            }
+        }
+    }
+}
