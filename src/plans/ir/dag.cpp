@@ -56,7 +56,7 @@ Ref Dag::addPos(int x, int y) {
 // x - y and y - x are the same operation up to the sign of the result; the
 // one that exists already is reused.
 Ref Dag::subPos(int x, int y) {
-    auto it = index_.find(Key{Op::Sub, y, x, 0});
+    auto it = index_.find(Key{Op::Sub, y, x, 0, 0});
     if (it != index_.end()) return Ref{it->second, true};
     return Ref{make(Op::Sub, x, y, 0), false};
 }
