@@ -5,6 +5,9 @@
 #include <stdio.h>
 
 void demo_dft(void);
+#ifdef QRBGEN_DEMO_REAL
+void demo_real(void);
+#endif
 #ifdef QRBGEN_DEMO_WHT
 void demo_wht(void);
 #endif
@@ -19,6 +22,10 @@ int main(void) {
     printf("%s, version %s (%d.%d, target %s)\n", v->name, v->version, v->major, v->minor, v->targetCpu);
     heading("Complex DFT");
     demo_dft();
+#ifdef QRBGEN_DEMO_REAL
+    heading("Real DFT");
+    demo_real();
+#endif
 #ifdef QRBGEN_DEMO_WHT
     heading("Walsh-Hadamard transform");
     demo_wht();
