@@ -156,7 +156,7 @@ float roundToFloat(DD v) {
 float cosPiFracF(std::int64_t p, std::int64_t q) { return roundToFloat(cosPiFracDD(p, q)); }
 float sinPiFracF(std::int64_t p, std::int64_t q) { return roundToFloat(sinPiFracDD(p, q)); }
 
-double sqrtFrac(std::int64_t a, std::int64_t b) {
+DD ddSqrtFrac(std::int64_t a, std::int64_t b) {
     // Newton step in double-double from the double estimate.
     DD x = divDD(DD{double(a), 0.0}, DD{double(b), 0.0});
     double y0 = std::sqrt(x.hi);
@@ -164,8 +164,17 @@ double sqrtFrac(std::int64_t a, std::int64_t b) {
     // y1 = y + (x - y^2) / (2y)
     DD r = add(x, neg(mul(y, y)));
     DD corr = divDD(r, DD{2.0 * y0, 0.0});
-    y = add(y, corr);
+    return add(y, corr);
+}
+
+double sqrtFrac(std::int64_t a, std::int64_t b) {
+    DD y = ddSqrtFrac(a, b);
     return y.hi + y.lo;
 }
+
+DD ddAdd(DD a, DD b) { return add(a, b); }
+DD ddMul(DD a, DD b) { return mul(a, b); }
+DD ddDiv(DD a, DD b) { return divDD(a, b); }
+double roundToDouble(DD v) { return v.hi + v.lo; }
 
 }  // namespace qrbgen::plans

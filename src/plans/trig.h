@@ -27,4 +27,12 @@ float roundToFloat(DD v);
 DD cosPiFracDD(std::int64_t p, std::int64_t q);
 DD sinPiFracDD(std::int64_t p, std::int64_t q);
 
+// Double-double arithmetic, for constants that are sums, products and
+// quotients of the values above and are rounded once at the end.
+DD ddAdd(DD a, DD b);
+DD ddMul(DD a, DD b);
+DD ddDiv(DD a, DD b);
+DD ddSqrtFrac(std::int64_t a, std::int64_t b);
+double roundToDouble(DD v);
+
 }  // namespace qrbgen::plans
