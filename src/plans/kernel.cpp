@@ -1,7 +1,10 @@
 #include "kernel.h"
 
+#include <cmath>
+#include <set>
 #include <stdexcept>
 
+#include "merge.h"
 #include "network.h"
 
 namespace qrbgen::plans {
@@ -15,8 +18,8 @@ bool isConstProduct(const Dag& d, int id) {
 // A sine sum that is one product, or the sum or difference of two products,
 // is turned into i*S by exchanging the lanes of the products' operands and
 // multiplying with the pair (-c, +c): the sign mask is then not needed.
-bool preExchangeable(const Dag& d, const Network& net, Ref s) {
-    if (!net.isLeafSine(s)) return false;
+bool preExchangeable(const Dag& d, bool leafSine, Ref s) {
+    if (!leafSine) return false;
     const Node& n = d.node(s.id);
     if (isConstProduct(d, s.id)) return true;
     return (n.op == Op::Add || n.op == Op::Sub) && isConstProduct(d, n.a) && isConstProduct(d, n.b);
@@ -29,8 +32,8 @@ Ref iTimesProduct(Dag& d, int id) {
 }
 
 // i * S: lane exchange and sign mask, or the exchanged-operand form.
-Ref iTimes(Dag& d, const Network& net, Ref s) {
-    if (!preExchangeable(d, net, s)) return d.mask(d.xchg(s));
+Ref iTimes(Dag& d, bool leafSine, Ref s) {
+    if (!preExchangeable(d, leafSine, s)) return d.mask(d.xchg(s));
     const Node n = d.node(s.id);
     Ref r;
     if (n.op == Op::Mul) r = iTimesProduct(d, s.id);
@@ -41,6 +44,25 @@ Ref iTimes(Dag& d, const Network& net, Ref s) {
 
 }  // namespace
 
+int distinctConstantMagnitudes(const Dag& d) {
+    std::vector<bool> lv = d.live();
+    std::set<double> mags;
+    for (std::size_t i = 0; i < d.nodes().size(); ++i) {
+        const Node& n = d.nodes()[i];
+        if (!lv[i] || n.op != Op::Mul || d.node(n.a).op != Op::Const) continue;
+        for (double v : d.constants()[static_cast<std::size_t>(d.node(n.a).imm)].lanes)
+            if (v != 0.0) mags.insert(std::fabs(v));
+    }
+    return static_cast<int>(mags.size()) + 1;
+}
+
+bool hasPrimeNetwork(const PlanNode& plan) {
+    if (plan.kind == PlanNode::Rader || plan.realRader) return true;
+    for (const PlanNode& k : plan.kids)
+        if (hasPrimeNetwork(k)) return true;
+    return false;
+}
+
 KernelDag buildPair64fc(int n, const std::string& planText, bool inverse) {
     KernelDag k{Elem::C64, n, inverse, planText, Dag{}, {}, {}, 0};
     PlanNode plan = parsePlanFor(planText, n, Elem::C64);
@@ -49,12 +71,23 @@ KernelDag buildPair64fc(int n, const std::string& planText, bool inverse) {
     for (int i = 0; i < n; ++i) x[i] = d.input(i);
     Network net(d, NetOptions{});
     RW w = net.R(plan, x, 1);
+    std::vector<bool> leafSine(w.S.size());
+    for (std::size_t i = 0; i < w.S.size(); ++i) leafSine[i] = net.isLeafSine(w.S[i]);
+    // Prime networks chain products (the spectrum constants and those of the
+    // second half): merging them, before the join, saves products.
+    if (hasPrimeNetwork(plan)) {
+        std::vector<Ref> roots = w.C;
+        roots.insert(roots.end(), w.S.begin(), w.S.end());
+        mergeConstantChains(d, roots, ConstPrecision::Double);
+        std::copy(roots.begin(), roots.begin() + static_cast<long>(w.C.size()), w.C.begin());
+        std::copy(roots.begin() + static_cast<long>(w.C.size()), roots.end(), w.S.begin());
+    }
     d.markOutputSide();
     std::vector<Ref> X(static_cast<std::size_t>(n));
     X[0] = w.C[0];
     if (n % 2 == 0) X[n / 2] = w.C[n / 2];
     for (int kk = 1; 2 * kk < n; ++kk) {
-        Ref t = iTimes(d, net, w.S[kk]);
+        Ref t = iTimes(d, leafSine[static_cast<std::size_t>(kk)], w.S[kk]);
         Ref minus = d.sub(w.C[kk], t), plus = d.add(w.C[kk], t);
         X[kk] = inverse ? plus : minus;
         X[n - kk] = inverse ? minus : plus;

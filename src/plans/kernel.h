@@ -40,6 +40,14 @@ struct KernelDag {
     int extraShuffles = 0;
 };
 
+// The number of distinct magnitudes among the constants that a kernel
+// multiplies by, the scale counted as one.
+int distinctConstantMagnitudes(const Dag& d);
+
+// Whether the plan holds a real-coefficient prime network (Rp, a bare prime
+// of 13 or more, or 7r).
+bool hasPrimeNetwork(const PlanNode& plan);
+
 // 64fc, pair form: inputs and outputs are slots 0..N-1, one complex value each.
 KernelDag buildPair64fc(int n, const std::string& plan, bool inverse);
 

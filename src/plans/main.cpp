@@ -56,6 +56,7 @@ struct CountRow {
     int n;
     bool inverse;
     OpCounts c;
+    int constants;
 };
 
 }  // namespace
@@ -89,7 +90,7 @@ int main(int argc, char** argv) {
                         bodies += "\n";
                         OpCounts c = k.dag.counts();
                         c.shuf += k.extraShuffles;
-                        counts.push_back({is64 ? "64fc" : "32fc", row.n, inverse, c});
+                        counts.push_back({is64 ? "64fc" : "32fc", row.n, inverse, c, distinctConstantMagnitudes(k.dag)});
                     }
                     file << "#include \"kernel_support.h\"\n\n" << bodies;
                     auto& fwd = is64 ? built.fwd64fc : built.fwd32fc;
@@ -143,10 +144,12 @@ int main(int argc, char** argv) {
         writeIfChanged(out + "/dft_kernels.inc", kt.str());
 
         std::ostringstream inc;
-        inc << kGenNote << "// {type, N, inverse, add, sub, mul, exchanges, sign masks, shuffles}\n";
+        inc << kGenNote
+            << "// {type, N, inverse, add, sub, mul, exchanges, sign masks, shuffles, distinct constant magnitudes}\n";
         for (const CountRow& r : counts)
             inc << "{\"" << r.elem << "\", " << r.n << ", " << (r.inverse ? "true" : "false") << ", " << r.c.add << ", "
-                << r.c.sub << ", " << r.c.mul << ", " << r.c.xchg << ", " << r.c.mask << ", " << r.c.shuf << "},\n";
+                << r.c.sub << ", " << r.c.mul << ", " << r.c.xchg << ", " << r.c.mask << ", " << r.c.shuf << ", "
+                << r.constants << "},\n";
         writeIfChanged(out + "/dft_counts.inc", inc.str());
     } catch (const std::exception& e) {
         std::cerr << "qrbgen-gen: " << e.what() << "\n";

@@ -4,6 +4,7 @@
 #include <numeric>
 #include <optional>
 
+#include "rader.h"
 #include "trig.h"
 
 namespace qrbgen::plans {
@@ -29,8 +30,13 @@ RW Network::R(const PlanNode& plan, const std::vector<Ref>& x, int r) {
     switch (plan.kind) {
         case PlanNode::CT: return ct(plan, x, r);
         case PlanNode::GT: return gt(plan, x, r);
-        case PlanNode::Leaf: break;
-        default: throw UnsupportedPlan("prime and chirp forms are not built yet: " + plan.str());
+        case PlanNode::Rader: return prime(plan, x, r);
+        case PlanNode::Leaf:
+            // 7r is the prime network on real-weighted data only; on formal
+            // complex data, inside T(b), the 7-point leaf keeps the direct form.
+            if (plan.realRader && formalDepth_ == 0) return prime(plan, x, r);
+            break;
+        default: throw UnsupportedPlan("the chirp form is not built yet: " + plan.str());
     }
     RW base = leaf(plan, x);
     if (r == 1) return base;
@@ -51,6 +57,15 @@ RW Network::R(const PlanNode& plan, const std::vector<Ref>& x, int r) {
         }
     }
     return out;
+}
+
+// The real-coefficient prime network takes the root rotation into its
+// constants. Its sine sums that end in rotation pairs can take exchanged
+// operands at the join of the top, like the sines of the small leaves.
+RW Network::prime(const PlanNode& plan, const std::vector<Ref>& x, int r) {
+    RaderNetwork net = raderNetwork(*this, dag_, opt_, plan, x, r);
+    for (Ref s : net.exchangeable) leafSines_.insert(s.id);
+    return net.w;
 }
 
 RW Network::leaf(const PlanNode& plan, const std::vector<Ref>& x) {
@@ -113,7 +128,6 @@ RW Network::leaf(const PlanNode& plan, const std::vector<Ref>& x) {
             return o;
         }
         case 7: {
-            if (plan.realRader) throw UnsupportedPlan("real-coefficient 7 is built with the prime kernels");
             const double c71 = cos2pi(1, 7), c72 = -cos2pi(2, 7), c73 = -cos2pi(3, 7);
             const double s71 = sin2pi(1, 7), s72 = sin2pi(2, 7), s73 = sin2pi(3, 7);
             Ref a1 = d.add(x[1], x[6]), d1 = d.sub(x[1], x[6]);
@@ -156,7 +170,6 @@ RW Network::leaf(const PlanNode& plan, const std::vector<Ref>& x) {
             return o;
         }
         default:
-            if (plan.n >= 13) throw UnsupportedPlan("prime factor " + std::to_string(plan.n) + " is built with the prime kernels");
             throw std::invalid_argument("no base kernel of length " + std::to_string(M));
     }
 }

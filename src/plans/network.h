@@ -10,6 +10,7 @@
 
 #include "dag.h"
 #include "plan.h"
+#include "rader_table.h"
 
 namespace qrbgen::plans {
 
@@ -27,6 +28,8 @@ struct NetOptions {
     ConstPrecision precision = ConstPrecision::Double;
     // X[0] of a direct 5-point leaf as (x0 + a) + b instead of x0 + (a + b).
     bool five0Left = false;
+    // The table whose rows factor the prime networks.
+    RaderFamily raderFamily = RaderFamily::Complex;
 };
 
 class UnsupportedPlan : public std::runtime_error {
@@ -47,12 +50,14 @@ public:
 
     // Whether a sine sum is the sine output of a 3- or 5-point leaf, formed
     // as one product or as the sum or difference of two products of the
-    // leaf's differences. When such a value reaches the join of the top
+    // leaf's differences, or a sine sum of a prime network that ends in a
+    // rotation pair. When such a value reaches the join of the top
     // unchanged, its products take exchanged operands and need no sign mask.
     bool isLeafSine(Ref s) const { return !s.isZero() && leafSines_.count(s.id) != 0; }
 
 private:
     RW leaf(const PlanNode& plan, const std::vector<Ref>& x);
+    RW prime(const PlanNode& plan, const std::vector<Ref>& x, int r);
     RW ct(const PlanNode& plan, const std::vector<Ref>& x, int r);
     RW gt(const PlanNode& plan, const std::vector<Ref>& x, int r);
     // T(b) on z[n] = p[n] - i' q[n]: C and S parts of all b formal bins.

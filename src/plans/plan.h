@@ -16,12 +16,18 @@ struct PlanNode {
     bool sumDiff = false;  // leaf 5s: sum-difference form on real-weighted data
     bool realRader = false;  // leaf 7r: real-coefficient prime network
     std::vector<PlanNode> kids;  // CT/GT: {first stage, second stage}
+    // A prime network written Rp[first] or Rp[first;even;odd]: the plans of
+    // its halves, in place of those of its row (empty: the row's).
+    std::string halves;
 
     std::string str() const;
     bool isLeaf() const { return kind == Leaf; }
 };
 
-// Parses a plan string such as "C(4,G(3,2))" or "G(5s,7r)" and checks it:
+// Parses a plan string such as "C(4,G(3,2))" or "G(5s,7r)" and checks it.
+// A prime of 13 or more, bare or written Rp, is the real-coefficient prime
+// network (kind Rader); so is R7 or R11, while a bare 7 or 11 is the direct
+// leaf. Further checks:
 // the factors must multiply to the node's length, Good-Thomas factors must
 // be coprime and, for 64fc, a Cooley-Tukey split with an even first factor
 // needs an odd block of 2 or 4. Throws std::invalid_argument otherwise.

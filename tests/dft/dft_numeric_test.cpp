@@ -75,6 +75,19 @@ void scaleIsLast() {
     }
 }
 
+// Whether a 7- or 11-point step is somewhere in the length's network: a
+// factor 7 or 11, or a prime factor whose Rader network holds one in its
+// inner length p - 1. There the zeros of a constant input are within
+// rounding of zero; everywhere else they are exact.
+bool hasSevenOrElevenStep(int n) {
+    for (int q = 2; q <= n; ++q) {
+        if (n % q != 0) continue;
+        while (n % q == 0) n /= q;
+        if (q == 7 || q == 11 || (q >= 13 && hasSevenOrElevenStep(q - 1))) return true;
+    }
+    return false;
+}
+
 template <class T>
 void impulseAndConstant() {
     for (const auto& k : kernels<T>()) {
@@ -96,7 +109,7 @@ void impulseAndConstant() {
             auto y = run<T>(f, ones, ScaleNone);
             EXPECT_EQ(y[0], static_cast<T>(k.n));
             EXPECT_EQ(y[1], T(0));
-            const T tol = k.n % 7 == 0 || k.n % 11 == 0 ? T(64) * std::numeric_limits<T>::epsilon() : T(0);
+            const T tol = hasSevenOrElevenStep(k.n) ? T(64) * std::numeric_limits<T>::epsilon() : T(0);
             for (std::size_t i = 2; i < 2 * n; ++i) EXPECT_LE(std::fabs(y[i]), tol) << "N=" << k.n << " slot " << i;
         }
     }

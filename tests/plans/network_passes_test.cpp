@@ -1,6 +1,7 @@
-// The IR passes at the level of the DAG: the dual of a network, the
-// constant-chain merges, and the evaluator that checks a network against
-// the defining sums before any code is printed.
+// The IR passes and the prime networks, at the level of the DAG: the dual
+// of a network, the constant-chain merges, the evaluator, and the
+// real-coefficient Rader networks checked against the defining sums before
+// any code is printed.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -9,6 +10,7 @@
 #include "eval.h"
 #include "merge.h"
 #include "network.h"
+#include "rader.h"
 #include "transpose.h"
 
 using namespace qrbgen::plans;
@@ -130,7 +132,7 @@ TEST(Transpose, SmallNetworkHasTheExpectedDual) {
 }
 
 TEST(Transpose, IsTheTransposedMatrixAndTwiceGivesTheNetworkBack) {
-    for (const char* plan : {"G(3,4)", "C(3,3)", "C(C(4,2),2)", "G(5s,2)", "G(C(3,3),4)"}) {
+    for (const char* plan : {"G(3,4)", "C(3,3)", "C(C(4,2),2)", "G(5s,2)", "R13", "R17", "R23"}) {
         const Built b = build(plan);
         const Built t = dualOf(b), tt = dualOf(t);
         const int m = static_cast<int>(b.roots.size());
@@ -161,7 +163,7 @@ TEST(Transpose, KeepsEveryProductAndAddsOutputsMinusInputs) {
     // R(n) without its sum C[0] (n inputs, n - 1 outputs), and with the
     // input x[1] as an extra output (n + 1): no dead rows, so the dual has
     // the same products and m - n more additions.
-    for (const char* plan : {"C(3,3)", "G(3,4)", "C(C(4,4),4)", "G(2,C(3,3))"}) {
+    for (const char* plan : {"C(3,3)", "G(3,4)", "C(C(4,4),4)", "R13", "R19"}) {
         Built b = build(plan);
         b.roots.erase(b.roots.begin());
         checkDual(b, plan);
@@ -195,17 +197,17 @@ TEST(Transpose, IsBuiltInsideAnotherNetwork) {
 
 TEST(Evaluate, NetworksAgreeWithTheDefiningSums) {
     const std::pair<const char*, int> cases[] = {
-        {"G(3,4)", 1}, {"C(C(4,2),4)", 3}, {"G(5s,C(4,2))", 1}, {"G(2,C(3,3))", 5}};
+        {"G(3,4)", 1}, {"C(C(4,2),4)", 3}, {"G(5s,C(4,2))", 1}, {"G(2,C(3,3))", 5}, {"G(13,4)", 1}, {"G(5s,7r)", 2}};
     for (auto [plan, r] : cases) {
         const Built b = build(plan, r);
         const auto x = randomInputs(b.n, 11);
         EXPECT_LT(worstError(evaluateScalar(b.dag, x, b.roots), definingSums(x, r)), 4e-16) << plan << " r=" << r;
     }
     // Pair items: the two lanes go through the same network independently.
-    const Built b = build("G(5s,C(4,2))");
-    const auto re = randomInputs(40, 1), im = randomInputs(40, 2);
+    const Built b = build("R13");
+    const auto re = randomInputs(13, 1), im = randomInputs(13, 2);
     std::vector<Lanes> in;
-    for (int i = 0; i < 40; ++i) in.push_back({re[i], im[i]});
+    for (int i = 0; i < 13; ++i) in.push_back({re[i], im[i]});
     const auto v = evaluate(b.dag, in, b.roots);
     const auto sr = evaluateScalar(b.dag, re, b.roots), si = evaluateScalar(b.dag, im, b.roots);
     for (std::size_t i = 0; i < v.size(); ++i) {
@@ -253,3 +255,60 @@ TEST(Merge, OnlyWhereTheInnerValuesHaveNoOtherConsumer) {
     EXPECT_EQ(d.nodes().size(), untouched.nodes().size());
 }
 
+TEST(Rader, SpectrumConstants) {
+    // p = 13, g = 2: the values of the table of U[j] = 2 Re beta[j],
+    // V[j] = 2 Im beta[j], and beta[0] = -1/12, beta[6] = sqrt(13)/12.
+    const auto beta = raderBeta(13, 2, 1);
+    const double U[] = {0.5124953432, 0.5165207806, 0.5751407295, 0.1518059721, -0.6004772719};
+    const double V[] = {-0.3137827821, 0.3071113712, -0.1741386012, 0.5814344829, 0.0231982112};
+    for (int j = 1; j <= 5; ++j) {
+        EXPECT_NEAR(2 * roundToDouble(beta[j].re), U[j - 1], 1e-10) << j;
+        EXPECT_NEAR(2 * roundToDouble(beta[j].im), V[j - 1], 1e-10) << j;
+    }
+    EXPECT_EQ(roundToDouble(beta[0].re), -1.0 / 12);
+    EXPECT_NEAR(roundToDouble(beta[6].re), std::sqrt(13.0) / 12, 1e-16);
+    // |beta[j]| = sqrt(p)/M, beta[M-j] = (-1)^j conj(beta[j]), beta[H] real
+    // for even H and imaginary for odd H, for any prime and rotation.
+    for (auto [p, g, r] : {std::tuple{19, 2, 1}, std::tuple{23, 5, 2}, std::tuple{17, 3, 3}}) {
+        const int M = p - 1, H = M / 2;
+        const auto b = raderBeta(p, g, r);
+        for (int j = 1; j < M; ++j) {
+            const double re = roundToDouble(b[j].re), im = roundToDouble(b[j].im);
+            EXPECT_NEAR(std::hypot(re, im), std::sqrt(double(p)) / M, 1e-15);
+            const double s = j % 2 ? -1.0 : 1.0;
+            EXPECT_NEAR(roundToDouble(b[M - j].re), s * re, 1e-15);
+            EXPECT_NEAR(roundToDouble(b[M - j].im), -s * im, 1e-15);
+        }
+        EXPECT_NEAR(H % 2 ? roundToDouble(b[H].re) : roundToDouble(b[H].im), 0.0, 1e-15) << p;
+    }
+}
+
+TEST(Rader, NetworksAgreeWithTheDefiningSums) {
+    for (RaderFamily f : {RaderFamily::Complex, RaderFamily::Real}) {
+        NetOptions opt;
+        opt.raderFamily = f;
+        for (int p : {7, 11, 13, 17, 19, 23, 29, 31, 37, 41, 43, 47, 53, 59, 61})
+            for (int r : {1, 2, p - 1}) {
+                const Built b = build("R" + std::to_string(p), r, opt);
+                const auto x = randomInputs(p, static_cast<unsigned>(p * r));
+                EXPECT_LT(worstError(evaluateScalar(b.dag, x, b.roots), definingSums(x, r)), 1e-15)
+                    << "R" << p << " r=" << r << (f == RaderFamily::Real ? " real" : " complex");
+            }
+    }
+}
+
+TEST(Rader, RealFamilyMeetsTheFiguresOfTheForwardRealTable) {
+    // Additions and products of the forward real networks R(p), merges made.
+    const int rows[][3] = {{13, 78, 41},  {17, 116, 54},  {19, 164, 108}, {23, 300, 242},  {29, 306, 210},
+                           {31, 316, 192}, {41, 444, 242}, {43, 532, 352}, {47, 1260, 1058}, {59, 1340, 954},
+                           {61, 762, 415}};
+    NetOptions opt;
+    opt.raderFamily = RaderFamily::Real;
+    for (const auto& row : rows) {
+        Built b = build("R" + std::to_string(row[0]), 1, opt);
+        mergeConstantChains(b.dag, b.roots, ConstPrecision::Double);
+        const Counts c = countsOf(b.dag, b.roots);
+        EXPECT_EQ(c.adds, row[1]) << row[0];
+        EXPECT_EQ(c.muls, row[2]) << row[0];
+    }
+}
