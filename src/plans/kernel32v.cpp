@@ -10,6 +10,7 @@
 #include <stdexcept>
 
 #include "kernel.h"
+#include "merge.h"
 #include "network.h"
 #include "trig.h"
 
@@ -25,14 +26,16 @@ struct CVec {
 // follow rule C (twiddles common to all lanes) and rule G.
 class ComplexNet {
 public:
-    ComplexNet(Dag& d, bool inverse) : d_(d), net_(d, NetOptions{ConstPrecision::Single, false}), inverse_(inverse) {}
+    ComplexNet(Dag& d, bool inverse) : d_(d), net_(d, NetOptions{ConstPrecision::Single, false, RaderFamily::Split}), inverse_(inverse) {}
 
     std::vector<CVec> dft(const PlanNode& p, const std::vector<CVec>& z, int r) {
         const int M = p.n;
         r = ((r % M) + M) % M;
-        if (p.kind == PlanNode::Leaf) return leaf(p, z, r);
+        // A prime factor of 13 or more is the real-coefficient prime network
+        // on the real and on the imaginary registers, joined like a leaf.
+        if (p.kind == PlanNode::Leaf || p.kind == PlanNode::Rader) return leaf(p, z, r);
         if (p.kind != PlanNode::CT && p.kind != PlanNode::GT)
-            throw UnsupportedPlan("prime and chirp forms are not built yet: " + p.str());
+            throw UnsupportedPlan("the chirp form is not built yet: " + p.str());
         const PlanNode& pa = p.kids[0];
         const PlanNode& pb = p.kids[1];
         const int a = pa.n, b = pb.n;
@@ -248,6 +251,11 @@ KernelDag buildSplit32fc(int N, const std::string& planText, bool inverse) {
                 d.output(static_cast<int>(k.stores.size() - 1), d.scale(v));
             }
         }
+    }
+    // Prime networks chain products: merging them saves products.
+    if (hasPrimeNetwork(plan)) {
+        std::vector<Ref> none;
+        mergeConstantChains(d, none, ConstPrecision::Single);
     }
     return k;
 }

@@ -71,6 +71,10 @@ int mergePass(Dag& dag, std::vector<Ref>& roots, ConstPrecision prec) {
             live[static_cast<std::size_t>(r.id)] = true;
             ++uses[static_cast<std::size_t>(r.id)];
         }
+    for (const auto& o : dag.outputs()) {
+        live[static_cast<std::size_t>(o.second)] = true;
+        ++uses[static_cast<std::size_t>(o.second)];
+    }
     for (std::size_t i = count; i-- > 0;) {
         if (!live[i]) continue;
         for (int o : {nodes[i].a, nodes[i].b})
@@ -147,6 +151,7 @@ int mergePass(Dag& dag, std::vector<Ref>& roots, ConstPrecision prec) {
     }
     for (Ref& r : roots)
         if (!r.isZero()) r = r.neg ? -map[static_cast<std::size_t>(r.id)] : map[static_cast<std::size_t>(r.id)];
+    for (const auto& o : dag.outputs()) out.output(o.first, map[static_cast<std::size_t>(o.second)]);
     dag = std::move(out);
     return merges;
 }
@@ -164,7 +169,6 @@ DD exactConstant(double rounded, ConstPrecision precision) {
 }
 
 int mergeConstantChains(Dag& dag, std::vector<Ref>& roots, ConstPrecision precision) {
-    if (!dag.outputs().empty()) throw std::logic_error("constant merges run before the outputs are stored");
     int total = 0;
     while (int n = mergePass(dag, roots, precision)) total += n;
     return total;

@@ -27,10 +27,10 @@ void noteExactConstant(double rounded, DD exact);
 DD exactConstant(double rounded, ConstPrecision precision);
 
 // Rebuilds `dag` with every chain above merged, until none is left; the
-// values `roots` are what the network must keep (they count as consumers)
-// and are mapped to the rebuilt DAG. Dead nodes are dropped. The DAG must
-// not hold outputs yet. Returns the number of products saved; with none the
-// DAG is left untouched.
+// values `roots` and the outputs stored so far are what the network must
+// keep (they count as consumers), and the roots are mapped to the rebuilt
+// DAG. Dead nodes are dropped. Returns the number of products saved; with
+// none the DAG is left untouched.
 int mergeConstantChains(Dag& dag, std::vector<Ref>& roots, ConstPrecision precision);
 
 }  // namespace qrbgen::plans

@@ -20,22 +20,27 @@ long powMod(long b, long e, long m) {
 }
 
 // The factor order of an odd-frequency transform O(n): O(2), an odd plan
-// (R(n) of the alternated sequence), or a split O(a, b) with O(a) on the
-// rows d[b n1 + n2] and T(b) across them.
+// (R(n) of the alternated sequence), a split O(a, b) with O(a) on the rows
+// d[b n1 + n2], twiddles and T(b) across them, or, for coprime a and b, a
+// split OG(a, b) without twiddles: O(a) on the rows d[(b n1 + a n2) mod n]
+// and the odd-frequency transform of b points across them.
 struct OddPlan {
     int n = 0;
     PlanNode base;                // leaf forms
     std::vector<OddPlan> rows;    // split: {O(a)}
-    PlanNode across;              // split: the plan of T(b)
+    PlanNode across;              // split: the plan of the transform across
+    bool goodThomas = false;      // OG: no twiddles
     bool split() const { return !rows.empty(); }
 };
 
 OddPlan parseOdd(const std::string& text) {
     std::size_t s = text.find_first_not_of(' ');
-    if (s != std::string::npos && text.compare(s, 2, "O(") == 0) {
+    const bool gt = s != std::string::npos && text.compare(s, 3, "OG(") == 0;
+    if (gt || (s != std::string::npos && text.compare(s, 2, "O(") == 0)) {
+        const std::size_t open = s + (gt ? 3 : 2);
         int depth = 0;
         std::size_t comma = std::string::npos;
-        for (std::size_t i = s + 2; i < text.size(); ++i) {
+        for (std::size_t i = open; i < text.size(); ++i) {
             const char c = text[i];
             if (c == '(' || c == '[') ++depth;
             else if (c == ')' || c == ']') --depth;
@@ -48,9 +53,12 @@ OddPlan parseOdd(const std::string& text) {
         if (comma == std::string::npos || close == std::string::npos || close < comma)
             throw std::invalid_argument("odd-frequency order \"" + text + "\": O(a,b) expected");
         OddPlan o;
-        o.rows.push_back(parseOdd(text.substr(s + 2, comma - s - 2)));
+        o.rows.push_back(parseOdd(text.substr(open, comma - open)));
         o.across = parsePlan(text.substr(comma + 1, close - comma - 1), Elem::C64);
         o.n = o.rows[0].n * o.across.n;
+        o.goodThomas = gt;
+        if (gt && (std::gcd(o.rows[0].n, o.across.n) != 1 || (o.across.n % 2 == 0 && o.across.n != 2)))
+            throw std::invalid_argument("odd-frequency order \"" + text + "\": OG(a,b) needs coprime a and b, b odd or 2");
         return o;
     }
     OddPlan o;
@@ -97,6 +105,7 @@ public:
             }
             return o;
         }
+        if (plan.goodThomas) return goodThomas(plan, x);
         const OddPlan& pa = plan.rows[0];
         const PlanNode& pb = plan.across;
         const int a = pa.n, b = pb.n, ha = (a + 1) / 2;
@@ -142,6 +151,79 @@ public:
         for (int m = 0; m < half; ++m)
             if (!set[m]) throw std::logic_error("odd-frequency transform leaves bin " + std::to_string(m) + " unset");
         return o;
+    }
+
+    // OG(a, b): with r = b r1 + a r2, reduced modulo n at the price of a sign
+    // (W(2n)^(n f) = -1 for odd f), the exponent of W(2n)^(r f) splits into
+    // W(2a)^(r1 f) W(2b)^(r2 f): O(a) along r1, then the odd-frequency
+    // transform of b points along r2, and the odd frequency f of the whole
+    // is given by f mod 2a and f mod 2b.
+    OddBins goodThomas(const OddPlan& plan, const std::vector<Ref>& x) {
+        const OddPlan& pa = plan.rows[0];
+        const PlanNode& pb = plan.across;
+        const int a = pa.n, b = pb.n, n = plan.n, half = (n + 1) / 2, ha = (a + 1) / 2;
+        std::vector<OddBins> Y(static_cast<std::size_t>(b));
+        for (int r2 = 0; r2 < b; ++r2) {
+            std::vector<Ref> row(static_cast<std::size_t>(a));
+            for (int r1 = 0; r1 < a; ++r1) {
+                const int r = b * r1 + a * r2;
+                row[r1] = r < n ? x[static_cast<std::size_t>(r)] : -x[static_cast<std::size_t>(r - n)];
+            }
+            Y[r2] = O(pa, row);
+        }
+        // Row bin m1 of O(a), for all m1 = 0..a-1: the upper half conjugate.
+        auto rowBin = [&](int r2, int m1, Ref& c, Ref& s) {
+            if (m1 < ha) {
+                c = Y[r2].C[m1];
+                s = Y[r2].S[m1];
+            } else {
+                c = Y[r2].C[a - 1 - m1];
+                s = -Y[r2].S[a - 1 - m1];
+            }
+        };
+        OddBins o{std::vector<Ref>(static_cast<std::size_t>(half)), std::vector<Ref>(static_cast<std::size_t>(half))};
+        std::vector<std::vector<Ref>> acrossC(static_cast<std::size_t>(a)), acrossS(static_cast<std::size_t>(a));
+        for (int m = 0; m < half; ++m) {
+            const int f = 2 * m + 1, m1 = (f % (2 * a) - 1) / 2, mb = (f % (2 * b) - 1) / 2;
+            if (acrossC[m1].empty()) {
+                std::vector<Ref> p(static_cast<std::size_t>(b)), q(static_cast<std::size_t>(b));
+                for (int r2 = 0; r2 < b; ++r2) rowBin(r2, m1, p[r2], q[r2]);
+                oddComplex(pb, p, q, acrossC[m1], acrossS[m1]);
+            }
+            o.C[m] = acrossC[m1][mb];
+            o.S[m] = acrossS[m1][mb];
+        }
+        return o;
+    }
+
+    // The odd-frequency transform of b formal complex values z = p - i q:
+    // Z[mb] = sum over r of z[r] W(2b)^(r (2 mb + 1)), mb = 0..b-1. For b = 2
+    // it is z0 - i z1 and z0 + i z1; for odd b, T(b) of the alternated
+    // sequence at bin (2 mb + 1 - b) / 2 mod b.
+    void oddComplex(const PlanNode& plan, const std::vector<Ref>& p, const std::vector<Ref>& q, std::vector<Ref>& C,
+                    std::vector<Ref>& S) {
+        const int b = plan.n;
+        C.assign(static_cast<std::size_t>(b), Ref{});
+        S.assign(static_cast<std::size_t>(b), Ref{});
+        if (b == 2) {
+            // (p0 - i q0) -+ i (p1 - i q1) = (p0 -+ q1) - i (q0 +- p1)
+            C[0] = d_.sub(p[0], q[1]);
+            S[0] = d_.add(q[0], p[1]);
+            C[1] = d_.add(p[0], q[1]);
+            S[1] = d_.sub(q[0], p[1]);
+            return;
+        }
+        std::vector<Ref> ap(p.size()), aq(q.size()), tc, ts;
+        for (std::size_t r = 0; r < p.size(); ++r) {
+            ap[r] = r % 2 ? -p[r] : p[r];
+            aq[r] = r % 2 ? -q[r] : q[r];
+        }
+        T(plan, ap, aq, 1, tc, ts);
+        for (int mb = 0; mb < b; ++mb) {
+            const int k = ((2 * mb + 1 - b) / 2 % b + b) % b;
+            C[mb] = tc[k];
+            S[mb] = ts[k];
+        }
     }
 
     // T(b) on formal complex values z[n] = p[n] - i q[n], as the odd-frequency

@@ -31,6 +31,19 @@ const std::vector<RaderRow> kComplex = {
     {61, 2, "G(3,4,5)", "G(5,3,2)", "O(G(5,3),2)"},
 };
 
+// Prime factors inside the 32fc split-form kernels: the odd bins of 13 and
+// 29 take O(H) without twiddles, the real-weighted 5-point steps of 31 and
+// of the 11-point networks inside 23 the sum-difference form.
+const std::vector<RaderRow> kSplit = {
+    {11, 2, "G(5,2)", "5", "5"},
+    {13, 2, "G(4,3)", "G(2,3)", "OG(3,2)"},
+    {17, 3, "C(4,4)", "C(2,4)", "O(2,4)"},
+    {19, 2, "G(2,C(3,3))", "C(3,3)", "C(3,3)"},
+    {23, 5, "G(2,11)", "R11[G(5s,2);5;5]", "R11[G(5s,2);5;5]"},
+    {29, 2, "G(4,7)", "G(2,7)", "OG(7,2)"},
+    {31, 3, "G(3,5s,2)", "G(5,3)", "G(5,3)"},
+};
+
 // Forward real kernels: the first transforms of their table, the even bins
 // by the inverse plan of length H (the dual of its mirror), the odd bins of
 // even H in the factor orders of that table.
@@ -55,7 +68,8 @@ const std::vector<RaderRow> kReal = {
 }  // namespace
 
 const RaderRow& raderRow(int p, RaderFamily family) {
-    for (const RaderRow& r : family == RaderFamily::Complex ? kComplex : kReal)
+    const auto& rows = family == RaderFamily::Complex ? kComplex : family == RaderFamily::Split ? kSplit : kReal;
+    for (const RaderRow& r : rows)
         if (r.p == p) return r;
     throw std::invalid_argument("no Rader row for " + std::to_string(p));
 }

@@ -8,7 +8,8 @@
 namespace qrbgen::plans {
 
 enum class RaderFamily {
-    Complex,  // 64fc pair form, and a prime factor inside a 32fc split stage
+    Complex,  // 64fc pair form
+    Split,    // a prime factor inside a 32fc split-form stage
     Real,     // the forward real kernels
 };
 
@@ -23,7 +24,8 @@ struct RaderRow {
     // odd bins are, for odd H, the dual of R(H) by this plan on the
     // alternated sequence, and for even H the dual of O(H) by this factor
     // order: "O(a,b)" takes O(a) on the rows and T(b) across them, a being
-    // an order itself, 2, or an odd plan (R(a) of the alternated sequence).
+    // an order itself, 2, or an odd plan (R(a) of the alternated sequence);
+    // "OG(a,b)", for coprime a and b, takes no twiddles.
     std::string even, odd;
 };
 

@@ -22,18 +22,22 @@ const Row kCounts[] = {
 // The base formulas fix the order and sign of every operation, so the split
 // between additions and subtractions is fixed there. In the sums of three or
 // more terms of 7- and 11-point stages the grouping is free, and with it the
-// sign in which a value is carried: there, and in composite 64fc networks,
-// only the sum of additions and subtractions is a property of the plan.
+// sign in which a value is carried: there, in the prime networks of 13 or
+// more points and in composite 64fc networks, only the sum of additions and
+// subtractions is a property of the plan.
 bool splitFixed(const std::string& elem, int n) {
+    for (int p : {13, 17, 19, 23, 29, 31})
+        if (n % p == 0) return false;
     if (elem == "32fc") return n % 7 != 0 && n % 11 != 0;
     return n == 2 || n == 3 || n == 4 || n == 5 || n == 7 || n == 8;
 }
 
-// The one 64fc length whose network has other figures than the table: the
-// Rader network of 53 (R13 nested in both halves) comes out 4 additions and
-// 6 products cheaper in every factor order tried, and is held to the table
-// as an upper bound.
-bool belowTable64fc(int n) { return n == 53; }
+// Lengths whose network has other figures than the table, cheaper in every
+// factor order tried, held to the table as an upper bound: 64fc 53 (R13
+// nested in both halves of its Rader network: 4 additions and 6 products
+// fewer) and the 19-point networks inside 32fc 38 and 57 (4 additions and
+// 8 products fewer per register of real or imaginary parts).
+bool belowTable(const std::string& elem, int n) { return elem == "64fc" ? n == 53 : n == 38 || n == 57; }
 
 }  // namespace
 
@@ -46,7 +50,7 @@ TEST(DftCounts, MatchThePlanTable) {
         const std::string what = elem + " N=" + std::to_string(r.n) + (r.inverse ? " inverse" : " forward");
         if (elem == "64fc") {
             const auto& t = row->counts64fc;
-            if (belowTable64fc(r.n)) {
+            if (belowTable(elem, r.n)) {
                 EXPECT_LE(r.add + r.sub, t.add + t.sub) << what;
                 EXPECT_LE(r.mul, t.mul) << what;
             } else {
@@ -62,8 +66,13 @@ TEST(DftCounts, MatchThePlanTable) {
             }
         } else {
             const auto& t = row->counts32fc;
-            EXPECT_EQ(r.add + r.sub, t.add + t.sub) << what;
-            EXPECT_EQ(r.mul, t.mul) << what;
+            if (belowTable(elem, r.n)) {
+                EXPECT_LE(r.add + r.sub, t.add + t.sub) << what;
+                EXPECT_LE(r.mul, t.mul) << what;
+            } else {
+                EXPECT_EQ(r.add + r.sub, t.add + t.sub) << what;
+                EXPECT_EQ(r.mul, t.mul) << what;
+            }
             if (splitFixed(elem, r.n)) {
                 EXPECT_EQ(r.add, t.add) << what;
                 EXPECT_EQ(r.sub, t.sub) << what;
