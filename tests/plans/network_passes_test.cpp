@@ -291,7 +291,7 @@ TEST(Rader, NetworksAgreeWithTheDefiningSums) {
         NetOptions opt;
         opt.raderFamily = f;
         for (int p : primes)
-            for (int r : {1, 2, p - 1}) {
+            for (int r : {1, 2}) {
                 const Built b = build("R" + std::to_string(p), r, opt);
                 const auto x = randomInputs(p, static_cast<unsigned>(p * r));
                 EXPECT_LT(worstError(evaluateScalar(b.dag, x, b.roots), definingSums(x, r)), 1e-15)
