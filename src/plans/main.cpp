@@ -88,21 +88,8 @@ struct Built {
     KernelDesc desc;
     std::string plan, scheme;
     OpCounts counts;
-    int magnitudes;  // distinct constant magnitudes, the scale constants included
+    int magnitudes;  // distinct constant magnitudes, the scale counted as one
 };
-
-// Distinct magnitudes among the live constants of a kernel and its three
-// scale constants.
-int constantMagnitudes(const KernelDag& k) {
-    const Dag& d = k.dag;
-    std::vector<bool> lv = d.live();
-    std::set<double> m = {1.0, 1.0 / k.desc.n, 1.0 / std::sqrt(static_cast<double>(k.desc.n))};
-    for (std::size_t i = 0; i < d.nodes().size(); ++i)
-        if (lv[i] && d.nodes()[i].op == Op::Const)
-            for (double v : d.constants()[static_cast<std::size_t>(d.nodes()[i].imm)].lanes)
-                if (v != 0.0) m.insert(std::fabs(isSingle(k.desc.type) ? static_cast<float>(v) : v));
-    return static_cast<int>(m.size());
-}
 
 std::string twoDigits(int n) {
     char b[8];
@@ -168,7 +155,7 @@ int main(int argc, char** argv) {
             KernelDag kd = buildKernel(k, scheme);
             unit += "// " + current + ": plan " + kd.plan + ", " + scheme.name + " scheme\n";
             unit += printKernel(kd, scheme) + "\n";
-            built.push_back({k, kd.plan, scheme.name, kd.dag.counts(), constantMagnitudes(kd)});
+            built.push_back({k, kd.plan, scheme.name, kd.dag.counts(), distinctConstantMagnitudes(kd.dag)});
         }
         current.clear();
         for (const auto& [n, text] : units) writeIfChanged(out + "/kernels/len_" + twoDigits(n) + ".cpp", text);

@@ -28,6 +28,15 @@ TEST(Plans, StructureAndLeafForms) {
     EXPECT_EQ(p.str(), "G(G(3,5s),4)");
     EXPECT_TRUE(parsePlan("G(5s,7r)").kids[1].realRader);
     EXPECT_EQ(parsePlan("R13").kind, PlanNode::Rader);
+    // A bare prime from 13 on is the prime network, a bare 7 or 11 the leaf;
+    // a prime network may name the plans of its halves.
+    const PlanNode g = parsePlan("G(13,2)");
+    EXPECT_EQ(g.kids[0].kind, PlanNode::Rader);
+    EXPECT_EQ(parsePlan("G(7,2)").kids[0].kind, PlanNode::Leaf);
+    EXPECT_EQ(parsePlan("R11").kind, PlanNode::Rader);
+    const PlanNode h = parsePlan("G(R29[G(4,7);G(2,7);O(2,7)],2)");
+    EXPECT_EQ(h.kids[0].halves, "G(4,7);G(2,7);O(2,7)");
+    EXPECT_EQ(h.str(), "G(R29[G(4,7);G(2,7);O(2,7)],2)");
     EXPECT_EQ(parsePlan("chirp 47").kind, PlanNode::Chirp);
     EXPECT_EQ(parsePlan("chirp 47").n, 47);
 }
@@ -44,6 +53,8 @@ TEST(Plans, RefusesBadPlans) {
     EXPECT_THROW(parsePlan("G(4,)"), std::invalid_argument);
     EXPECT_THROW(parsePlan("7s"), std::invalid_argument);
     EXPECT_THROW(parsePlan("C(4,2)x"), std::invalid_argument);
+    EXPECT_THROW(parsePlan("R15"), std::invalid_argument);
+    EXPECT_THROW(parsePlan("R13[G(3,4)"), std::invalid_argument);
 }
 
 TEST(Constants, CorrectlyRoundedInBothPrecisions) {

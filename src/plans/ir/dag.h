@@ -67,6 +67,9 @@ struct Ref {
     bool operator==(const Ref& o) const { return id == o.id && neg == o.neg; }
 };
 
+// Constants of a network come in the precision of the kernel's arithmetic.
+enum class ConstPrecision { Double, Single };
+
 // A constant operand: its lane values (1 for scalar and splat-pair
 // constants, 2 for a signed pair, 4 for a lane vector).
 struct Constant {

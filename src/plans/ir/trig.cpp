@@ -174,4 +174,9 @@ double sqrtFrac(std::int64_t a, std::int64_t b) {
     return y.hi + y.lo;
 }
 
+DD ddAdd(DD a, DD b) { return add(a, b); }
+DD ddMul(DD a, DD b) { return mul(a, b); }
+DD ddDiv(DD a, DD b) { return divDD(a, b); }
+double roundToDouble(DD v) { return v.hi + v.lo; }
+
 }  // namespace qrbgen::plans

@@ -30,4 +30,11 @@ DD sinPiFracDD(std::int64_t p, std::int64_t q);
 DD fracDD(std::int64_t a, std::int64_t b);
 DD sqrtFracDD(std::int64_t a, std::int64_t b);
 
+// Double-double arithmetic, for constants that are sums, products and
+// quotients of the values above and are rounded once at the end.
+DD ddAdd(DD a, DD b);
+DD ddMul(DD a, DD b);
+DD ddDiv(DD a, DD b);
+double roundToDouble(DD v);
+
 }  // namespace qrbgen::plans

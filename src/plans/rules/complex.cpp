@@ -1,9 +1,13 @@
 // The complex kernels of the pair and scalar schemes, and the dispatch of a
 // kernel to the builder of its kind and scheme.
+#include <algorithm>
+#include <cmath>
+#include <set>
 #include <stdexcept>
 
 #include "rules/cvec.h"
 #include "rules/kernel.h"
+#include "ir/merge.h"
 #include "rules/network.h"
 #include "rules/real.h"
 #include "tables/plan_table.h"
@@ -36,6 +40,25 @@ KernelDag buildKernel(const KernelDesc& k, const SchemeRow& scheme) {
     throw std::logic_error("unknown register scheme");
 }
 
+bool hasPrimeNetwork(const PlanNode& plan) {
+    if (plan.kind == PlanNode::Rader || plan.realRader) return true;
+    for (const PlanNode& k : plan.kids)
+        if (hasPrimeNetwork(k)) return true;
+    return false;
+}
+
+int distinctConstantMagnitudes(const Dag& d) {
+    const std::vector<bool> lv = d.live();
+    std::set<double> mags;
+    for (std::size_t i = 0; i < d.nodes().size(); ++i) {
+        const Node& n = d.nodes()[i];
+        if (!lv[i] || n.op != Op::Mul || d.node(n.a).op != Op::Const) continue;
+        for (double v : d.constants()[static_cast<std::size_t>(d.node(n.a).imm)].lanes)
+            if (v != 0.0) mags.insert(std::fabs(v));
+    }
+    return static_cast<int>(mags.size()) + 1;
+}
+
 namespace {
 
 bool isConstProduct(const Dag& d, int id) {
@@ -48,7 +71,6 @@ bool isConstProduct(const Dag& d, int id) {
 // operands and multiplying with the pair (-c, +c): the sign mask is then
 // not needed.
 bool preExchangeable(const Dag& d, Ref s) {
-    if (!d.hasTag(s, TagLeafSine)) return false;
     const Node& n = d.node(s.id);
     if (isConstProduct(d, s.id)) return true;
     return (n.op == Op::Add || n.op == Op::Sub) && isConstProduct(d, n.a) && isConstProduct(d, n.b);
@@ -61,8 +83,8 @@ Ref iTimesProduct(Dag& d, int id) {
 }
 
 // i * S: lane exchange and sign mask, or the exchanged-operand form.
-Ref iTimes(Dag& d, Ref s) {
-    if (!preExchangeable(d, s)) return d.mask(d.xchg(s));
+Ref iTimes(Dag& d, bool leafSine, Ref s) {
+    if (!leafSine || !preExchangeable(d, s)) return d.mask(d.xchg(s));
     const Node n = d.node(s.id);
     Ref r;
     if (n.op == Op::Mul) r = iTimesProduct(d, s.id);
@@ -83,10 +105,22 @@ KernelDag buildPair64fc(const KernelDesc& k, const SchemeRow& s, const std::stri
     for (int i = 0; i < n; ++i) x[i] = d.input(i);
     Network net(d, NetOptions{ConstPrecision::Double, s.five0Left});
     RW w = net.R(plan, x, 1);
+    // The tags are read before merging, which rebuilds the DAG.
+    std::vector<bool> leafSine(w.S.size());
+    for (std::size_t i = 0; i < w.S.size(); ++i) leafSine[i] = d.hasTag(w.S[i], TagLeafSine);
+    // Prime networks chain products (the spectrum constants and those of the
+    // second half): merging them, before the join, saves products.
+    if (hasPrimeNetwork(plan)) {
+        std::vector<Ref> roots = w.C;
+        roots.insert(roots.end(), w.S.begin(), w.S.end());
+        mergeConstantChains(d, roots, ConstPrecision::Double);
+        std::copy(roots.begin(), roots.begin() + static_cast<long>(w.C.size()), w.C.begin());
+        std::copy(roots.begin() + static_cast<long>(w.C.size()), roots.end(), w.S.begin());
+    }
     d.markOutputSide();
     const auto h = static_cast<std::size_t>(n / 2);
     std::vector<Ref> X = joinTop<Ref>(n, k.inverse, w.C[0], w.C[h], [&](int kk) {
-        Ref t = iTimes(d, w.S[kk]);
+        Ref t = iTimes(d, leafSine[static_cast<std::size_t>(kk)], w.S[kk]);
         Ref minus = d.sub(w.C[kk], t);
         return std::pair{minus, d.add(w.C[kk], t)};
     });

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "ir/dag.h"
+#include "tables/plan.h"
 #include "registry/kinds.h"
 #include "tunables.h"
 
@@ -31,6 +32,14 @@ struct KernelDag {
     Dag dag;
     Layout layout;
 };
+
+// Whether the plan holds a real-coefficient prime network (Rp, a bare prime
+// of 13 or more, or 7r).
+bool hasPrimeNetwork(const PlanNode& plan);
+
+// The number of distinct magnitudes among the constants that a kernel
+// multiplies by, its scale counted as one.
+int distinctConstantMagnitudes(const Dag& d);
 
 // The one entry of the builders: the kernel's DAG and layout.
 KernelDag buildKernel(const KernelDesc& k, const SchemeRow& scheme);

@@ -180,7 +180,7 @@ RW leafQuadratic(const LeafContext& c, const PlanNode& plan, const std::vector<R
 
 struct LeafRow {
     int n;
-    char form;  // 0 direct, 's' sum-difference, 'r' real-coefficient prime, 'q' the real kernels' quadratic form
+    char form;  // 0 direct, 's' sum-difference, 'q' the real kernels' quadratic form
     LeafBuilder build;
 };
 
@@ -195,7 +195,8 @@ const LeafRow kLeaves[] = {
 
 LeafBuilder leafForm(const PlanNode& plan, LeafForm family) {
     if (plan.kind != PlanNode::Leaf) return nullptr;
-    char form = plan.sumDiff ? 's' : plan.realRader ? 'r' : 0;
+    // A 7r leaf that reaches here is on formal data, where it is direct.
+    char form = plan.sumDiff ? 's' : 0;
     if (family == LeafForm::RealQuadratic) form = form ? '?' : 'q';
     for (const LeafRow& l : kLeaves)
         if (l.n == plan.n && l.form == form) return l.build;

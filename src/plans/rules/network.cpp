@@ -5,6 +5,7 @@
 
 #include "ir/trig.h"
 #include "rules/index_maps.h"
+#include "rules/rader.h"
 
 namespace qrbgen::plans {
 
@@ -78,10 +79,19 @@ RW Network::R(const PlanNode& plan, const std::vector<Ref>& x, int r, Data data)
     r = ((r % M) + M) % M;
     if (std::gcd(r, M) != 1) throw std::logic_error("R: root rotation not coprime");
     if (plan.kind == PlanNode::CT || plan.kind == PlanNode::GT) return split(plan, x, r, data);
+    // 7r is the prime network on real-weighted data only; on formal complex
+    // data, inside T(b), the 7-point leaf keeps the direct form.
+    if (plan.kind == PlanNode::Rader || (plan.realRader && data == Data::RealWeighted)) return prime(plan, x, r);
     LeafBuilder leaf = leafForm(plan, opt_.leaves);
     if (leaf == nullptr) throw std::invalid_argument("no real-weighted form of " + plan.str());
     RW base = leaf(LeafContext{*this, data}, plan, x);
     return r == 1 ? base : renumber(base, M, r);
+}
+
+RW Network::prime(const PlanNode& plan, const std::vector<Ref>& x, int r) {
+    RaderNetwork net = raderNetwork(*this, dag_, opt_, plan, x, r);
+    for (Ref s : net.exchangeable) dag_.tag(s, TagLeafSine);
+    return net.w;
 }
 
 void Network::T(const PlanNode& plan, const std::vector<Ref>& p, const std::vector<Ref>& q, int r,

@@ -9,6 +9,7 @@
 
 #include "ir/dag.h"
 #include "tables/plan.h"
+#include "tables/rader_table.h"
 
 namespace qrbgen::plans {
 
@@ -17,9 +18,6 @@ namespace qrbgen::plans {
 struct RW {
     std::vector<Ref> C, S;
 };
-
-// Constants of a network come in the precision of the kernel's arithmetic.
-enum class ConstPrecision { Double, Single };
 
 // What the items of a transform are. Real-weighted data are items that a
 // real transform may treat as real numbers; formal data are the two
@@ -38,6 +36,8 @@ struct NetOptions {
     bool five0Left = false;
     // The family of forms of the direct leaves.
     LeafForm leaves = LeafForm::Complex;
+    // The table whose rows factor the prime networks.
+    RaderFamily raderFamily = RaderFamily::Complex;
 };
 
 class Network {
@@ -67,6 +67,10 @@ public:
 private:
     // The data kind passes down: inside T(b) every stage works on formal data.
     RW split(const PlanNode& plan, const std::vector<Ref>& x, int r, Data data);
+    // The real-coefficient prime network; it takes a root rotation into its
+    // constants. Its sine sums that end in a rotation pair are tagged: at the
+    // join of the top their products can take exchanged operands.
+    RW prime(const PlanNode& plan, const std::vector<Ref>& x, int r);
     // T(b) on z[n] = p[n] - i' q[n]: C and S parts of all b formal bins.
     void T(const PlanNode& plan, const std::vector<Ref>& p, const std::vector<Ref>& q, int r,
            std::vector<Ref>& Cout, std::vector<Ref>& Sout);

@@ -13,6 +13,7 @@
 #include "rules/index_maps.h"
 #include "rules/kernel.h"
 #include "rules/split32.h"
+#include "ir/merge.h"
 
 namespace qrbgen::plans {
 namespace {
@@ -24,12 +25,16 @@ constexpr int kLanes = 4;
 // follow rule C (twiddles common to all lanes) and rule G.
 class ComplexNet {
 public:
-    ComplexNet(Dag& d, bool inverse) : d_(d), net_(d, NetOptions{ConstPrecision::Single, false}), inverse_(inverse) {}
+    ComplexNet(Dag& d, bool inverse)
+        : d_(d), net_(d, NetOptions{ConstPrecision::Single, false, LeafForm::Complex, RaderFamily::Split}),
+          inverse_(inverse) {}
 
     std::vector<CVec> dft(const PlanNode& p, const std::vector<CVec>& z, int r) {
         const int M = p.n;
         r = ((r % M) + M) % M;
-        if (p.kind == PlanNode::Leaf) return leaf(p, z, r);
+        // A prime factor of 13 or more is the real-coefficient prime network
+        // on the real and on the imaginary registers, joined like a leaf.
+        if (p.kind == PlanNode::Leaf || p.kind == PlanNode::Rader) return leaf(p, z, r);
         if (p.kind != PlanNode::CT && p.kind != PlanNode::GT)
             throw std::invalid_argument("no split-form rule for " + p.str());
         const SplitMap m = SplitMap::of(p);
@@ -261,6 +266,11 @@ KernelDag buildSplit32fc(const KernelDesc& k, const SchemeRow& s, const std::str
         throw std::invalid_argument("the split form needs a split at the top: " + planText);
     kd.dag.splatScale(s.splatMoves);
     SplitKernel(kd, plan).build();
+    // Prime networks chain products: merging them saves products.
+    if (hasPrimeNetwork(plan)) {
+        std::vector<Ref> none;
+        mergeConstantChains(kd.dag, none, ConstPrecision::Single);
+    }
     return kd;
 }
 

@@ -11,7 +11,7 @@ std::string PlanNode::str() const {
         case Leaf:
             return std::to_string(n) + (sumDiff ? "s" : "") + (realRader ? "r" : "");
         case Rader:
-            return "R" + std::to_string(n);
+            return "R" + std::to_string(n) + (halves.empty() ? "" : "[" + halves + "]");
         case Chirp:
             return "chirp " + std::to_string(n);
         case CT:
@@ -105,16 +105,40 @@ private:
             PlanNode p;
             p.kind = PlanNode::Rader;
             p.n = number();
+            if (!isPrime(p.n)) fail("R" + std::to_string(p.n) + " is not a prime network");
+            if (eat('[')) p.halves = bracketed();
             return p;
         }
         PlanNode p;
         p.kind = PlanNode::Leaf;
         p.n = number();
+        if (p.n >= 13 && isPrime(p.n)) {
+            p.kind = PlanNode::Rader;
+            return p;
+        }
         if (eat('s')) p.sumDiff = true;
         else if (eat('r')) p.realRader = true;
         if (p.sumDiff && p.n != 5) fail("sum-difference form exists for 5 points only");
         if (p.n < 2) fail("leaf of length below 2");
         return p;
+    }
+
+    static bool isPrime(int n) {
+        if (n < 2) return false;
+        for (int d = 2; d * d <= n; ++d)
+            if (n % d == 0) return false;
+        return true;
+    }
+    // The text up to the ']' that closes an opened '[', kept as it stands.
+    std::string bracketed() {
+        std::size_t start = pos_;
+        int depth = 1;
+        for (; pos_ < s_.size(); ++pos_) {
+            if (s_[pos_] == '[') ++depth;
+            if (s_[pos_] == ']' && --depth == 0) break;
+        }
+        if (pos_ >= s_.size()) fail("']' expected");
+        return s_.substr(start, pos_++ - start);
     }
 
     std::string s_;

@@ -14,6 +14,9 @@ struct PlanNode {
     bool sumDiff = false;  // leaf 5s: sum-difference form on real-weighted data
     bool realRader = false;  // leaf 7r: real-coefficient prime network
     std::vector<PlanNode> kids;  // CT/GT: {first stage, second stage}
+    // A prime network written Rp[first] or Rp[first;even;odd]: the plans of
+    // its halves, in place of those of its row (empty: the row's).
+    std::string halves;
 
     std::string str() const;
     bool isLeaf() const { return kind == Leaf; }
@@ -21,8 +24,11 @@ struct PlanNode {
 
 // Parses a plan string such as "C(4,G(3,2))" or "G(5s,7r)" and checks it:
 // the factors must multiply to the node's length and Good-Thomas factors
-// must be coprime. Throws std::invalid_argument otherwise. Whether a rule
-// can build the plan in a given register scheme is the rule's business.
+// must be coprime. A prime of 13 or more, bare or written Rp, is the
+// real-coefficient prime network (kind Rader); so is R7 or R11, while a bare
+// 7 or 11 is the direct leaf. Throws std::invalid_argument otherwise.
+// Whether a rule can build the plan in a given register scheme is the
+// rule's business.
 PlanNode parsePlan(const std::string& text);
 
 // The same, and also checks that the plan has length n.
