@@ -137,11 +137,7 @@ bool pending(const KernelDesc& k) {
         case Kind::CToC: break;
         case Kind::RToCCS:
         case Kind::RToPack:
-        case Kind::RToPerm: {
-            // Lengths whose plan holds a real Rader network.
-            const ForwardRealRow* row = forwardRealRow(k.n);
-            return row == nullptr || std::string(row->plan).find('R') != std::string::npos;
-        }
+        case Kind::RToPerm: return false;
         default: return true;  // the inverse real and Hartley families follow
     }
     return k.type == Type::C32 &&

@@ -1,8 +1,10 @@
 // The real kinds: forward real kernels into the three spectrum layouts.
 // One network per length; the layouts differ only in store addresses and
 // in the two zero stores of CCS.
+#include <algorithm>
 #include <stdexcept>
 
+#include "ir/merge.h"
 #include "rules/kernel.h"
 #include "rules/network.h"
 #include "rules/real.h"
@@ -10,34 +12,23 @@
 
 namespace qrbgen::plans {
 
-namespace {
-
-// The real tables write the 8-point network as a leaf; it is C(4,2).
-void expandEight(PlanNode& p) {
-    if (p.isLeaf() && p.n == 8 && !p.sumDiff && !p.realRader) {
-        PlanNode four, two;
-        four.n = 4;
-        two.n = 2;
-        p.kind = PlanNode::CT;
-        p.kids = {four, two};
-        return;
-    }
-    for (PlanNode& k : p.kids) expandEight(k);
-}
-
-}  // namespace
-
-PlanNode parseRealPlan(const std::string& text, int n) {
-    PlanNode p = parsePlanFor(text, n);
-    expandEight(p);
-    return p;
-}
 
 RW forwardRealNetwork(Dag& d, const PlanNode& plan, const std::vector<Ref>& x) {
     NetOptions opt;
     opt.leaves = LeafForm::RealQuadratic;
+    opt.raderFamily = RaderFamily::Real;
     Network net(d, opt);
-    return net.R(plan, x, 1);
+    RW w = net.R(plan, x, 1);
+    // Prime networks chain products in their second transform: merging them
+    // saves products.
+    if (hasPrimeNetwork(plan)) {
+        std::vector<Ref> roots = w.C;
+        roots.insert(roots.end(), w.S.begin(), w.S.end());
+        mergeConstantChains(d, roots, ConstPrecision::Double);
+        std::copy(roots.begin(), roots.begin() + static_cast<long>(w.C.size()), w.C.begin());
+        std::copy(roots.begin() + static_cast<long>(w.C.size()), roots.end(), w.S.begin());
+    }
+    return w;
 }
 
 SpectrumMap spectrumMap(Kind kind, int N) {
@@ -94,7 +85,7 @@ KernelDag buildRealForward(const KernelDesc& k) {
     Dag& d = kd.dag;
     std::vector<Ref> x(static_cast<std::size_t>(N));
     for (int i = 0; i < N; ++i) x[i] = d.input(i);
-    RW w = forwardRealNetwork(d, parseRealPlan(row->plan, N), x);
+    RW w = forwardRealNetwork(d, parsePlanFor(row->plan, N), x);
     d.markOutputSide();
     // R(k) is the cosine sum, I(k) the negated sine sum. Where the network
     // carries the value negated, the kernel stores 0 - s*v.

@@ -20,9 +20,6 @@ struct SpectrumMap {
 };
 SpectrumMap spectrumMap(Kind kind, int N);
 
-// A plan of the real tables, in which "8" stands for the network C(4,2).
-PlanNode parseRealPlan(const std::string& text, int n);
-
 // R(N) of a plan on real items with the real kernels' direct leaves: Re X[k]
 // is C[k], Im X[k] is -S[k].
 RW forwardRealNetwork(Dag& d, const PlanNode& plan, const std::vector<Ref>& x);

@@ -57,6 +57,12 @@ private:
         return std::stoi(s_.substr(start, pos_ - start));
     }
 
+    static PlanNode leafOf(int n) {
+        PlanNode p;
+        p.n = n;
+        return p;
+    }
+
     PlanNode split(PlanNode::Kind kind, PlanNode a, PlanNode b) {
         PlanNode p;
         p.kind = kind;
@@ -120,6 +126,8 @@ private:
         else if (eat('r')) p.realRader = true;
         if (p.sumDiff && p.n != 5) fail("sum-difference form exists for 5 points only");
         if (p.n < 2) fail("leaf of length below 2");
+        // The 8-point network is the split C(4,2); the tables may write it as 8.
+        if (p.n == 8) return split(PlanNode::CT, leafOf(4), leafOf(2));
         return p;
     }
 
