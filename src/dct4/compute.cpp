@@ -396,7 +396,7 @@ void directKernel(const T* x, T* y) {
 #pragma GCC unroll 16
         for (int i = 0; i < L; ++i) {
             const int p = c + 2 * m * i;
-            v[i] = p < N ? V{x[p]} : V{-x[2 * N - 1 - p]};
+            v[i] = p < N ? V::loadu(x + p) : V::loadu(x + 2 * N - 1 - p).neg();
         }
         H<V, L, 1>(v, G[c]);
     }
@@ -408,18 +408,18 @@ void directKernel(const T* x, T* y) {
         for (int c = 0; c < m; ++c) z[c] = rotc(G[c][q], Tw::tab.c[q][c], Tw::tab.s[q][c]);
         Tk<V, m, false>(z, v);
 #pragma GCC unroll 8
-        for (int t = 0; t < m; ++t) y[q + L * t] = v[t].v;
+        for (int t = 0; t < m; ++t) v[t].storeu(y + q + L * t);
 #pragma GCC unroll 8
-        for (int t = 1; t <= m; ++t) y[L - 1 - q + L * (t - 1)] = -v[2 * m - t].v;
+        for (int t = 1; t <= m; ++t) v[2 * m - t].neg().storeu(y + L - 1 - q + L * (t - 1));
     }
 }
 
 template <class T>
 void direct2(const T* x, T* y) {
     constexpr T c = cpi<T>(1.0L / 8), s = spi<T>(1.0L / 8);
-    const T x0 = x[0], x1 = x[1];
-    y[0] = c * x0 + s * x1;
-    y[1] = s * x0 - c * x1;
+    const T x0 = ld1(x), x1 = ld1(x + 1);
+    st1(y, c * x0 + s * x1);
+    st1(y + 1, s * x0 - c * x1);
 }
 
 // N = 4: the two rotations by 7 pi/16 and 5 pi/16 in three lifting steps
@@ -429,14 +429,14 @@ void direct4(const T* x, T* y) {
     constexpr T t0 = static_cast<T>(__builtin_tanl(kPiL * 7 / 32)), s0 = spi<T>(7.0L / 16);
     constexpr T t1 = static_cast<T>(__builtin_tanl(kPiL * 5 / 32)), s1 = spi<T>(5.0L / 16);
     constexpr T h = kH<T>;
-    const T a = x[0], b = x[3], c = x[1], d = x[2];
+    const T a = ld1(x), b = ld1(x + 3), c = ld1(x + 1), d = ld1(x + 2);
     const T a1 = a - t0 * b, P0 = b + s0 * a1, Q0 = a1 - t0 * P0;
     const T c1 = c - t1 * d, P1 = d + s1 * c1, Q1 = c1 - t1 * P1;
     const T dp = h * (P0 - P1), sq = h * (Q0 + Q1);
-    y[0] = P0 + P1;
-    y[1] = dp + sq;
-    y[2] = dp - sq;
-    y[3] = Q0 - Q1;
+    st1(y, P0 + P1);
+    st1(y + 1, dp + sq);
+    st1(y + 2, dp - sq);
+    st1(y + 3, Q0 - Q1);
 }
 
 }  // namespace

@@ -44,7 +44,7 @@ QRBG_INLINE Status scalarKernel(const T* src, T* dst, std::int32_t flag) {
     if (const Status st = checkArguments<T, kOrder>(src, dst, flag, s); st != StatusOk) return st;
     constexpr int N = 1 << kOrder;
     T x[N];
-    unroll<N>([&](auto i) QRBG_INLINE_LAMBDA { x[i] = src[i]; });
+    unroll<N>([&](auto i) QRBG_INLINE_LAMBDA { x[i] = ld1(src + i); });
     unroll<kOrder>([&](auto level) QRBG_INLINE_LAMBDA {
         constexpr int h = 1 << decltype(level)::value;
         unroll<N / 2>([&](auto j) QRBG_INLINE_LAMBDA {
