@@ -373,9 +373,8 @@ struct DirTw {
         Tab t{};
         for (int q = 0; q < K; ++q)
             for (int c = 0; c < m; ++c) {
-                const long double x = static_cast<long double>((2 * q + 1) * (2 * c + 1)) / (4 * N);
-                t.c[q][c] = cpi<T>(x);
-                t.s[q][c] = spi<T>(x);
+                t.c[q][c] = cpi<T>((2 * q + 1) * (2 * c + 1), 4 * N);
+                t.s[q][c] = spi<T>((2 * q + 1) * (2 * c + 1), 4 * N);
             }
         return t;
     }();
@@ -416,7 +415,7 @@ void directKernel(const T* x, T* y) {
 
 template <class T>
 void direct2(const T* x, T* y) {
-    constexpr T c = cpi<T>(1.0L / 8), s = spi<T>(1.0L / 8);
+    constexpr T c = cpi<T>(1, 8), s = spi<T>(1, 8);
     const T x0 = ld1(x), x1 = ld1(x + 1);
     st1(y, c * x0 + s * x1);
     st1(y + 1, s * x0 - c * x1);
@@ -426,8 +425,8 @@ void direct2(const T* x, T* y) {
 // each (tangent of the half angle, sine of the angle), then one butterfly.
 template <class T>
 void direct4(const T* x, T* y) {
-    constexpr T t0 = static_cast<T>(__builtin_tanl(kPiL * 7 / 32)), s0 = spi<T>(7.0L / 16);
-    constexpr T t1 = static_cast<T>(__builtin_tanl(kPiL * 5 / 32)), s1 = spi<T>(5.0L / 16);
+    constexpr T t0 = tpi<T>(7, 32), s0 = spi<T>(7, 16);
+    constexpr T t1 = tpi<T>(5, 32), s1 = spi<T>(5, 16);
     constexpr T h = kH<T>;
     const T a = ld1(x), b = ld1(x + 3), c = ld1(x + 1), d = ld1(x + 2);
     const T a1 = a - t0 * b, P0 = b + s0 * a1, Q0 = a1 - t0 * P0;
