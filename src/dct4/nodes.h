@@ -115,6 +115,18 @@ struct Ops {
     static Status env1_plan(Env1* e);
     static void env1_del(Env1* e);
 
+    // True when e is the root of a plan of this precision as Init leaves
+    // it: at the start of its arena, with this precision's env1 operations,
+    // a rule in range and the length of that rule. Reads nothing from an
+    // address that is not a multiple of 32, where no root can be.
+    static bool recognise(const Env1* e);
+    // Makes a root unrecognisable, so that a stale pointer to a released
+    // plan is refused.
+    static void forget(Env1* e);
+    // The destructor of node kind k (1 to 9) of this precision: what a
+    // record of that kind carries in its head.
+    static DelFn kindDel(I32 k);
+
     static T envfCompose_at(const EnvfCompose* f, I32 i, I32 j);
     static T envfsplit_at(const Envfsplit* f, I32 g, I32 l, I32 j);
     static T envlambda_at(const Envlambda* f, I32 i, I32 j, I32 k);

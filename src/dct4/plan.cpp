@@ -246,8 +246,16 @@ struct Build {
 
     static void* take(Arena* a, I64 bytes) { return qrbgArenaMalloc(a, static_cast<I32>(bytes)); }
     static void give(Arena* a, void* p, I64 bytes) { qrbgArenaFree(a, p, static_cast<I32>(bytes)); }
+    // Teardown calls only the destructors of this precision's records.
+    static bool known(DelFn d) {
+        if (d == nullptr) return false;
+        if (d == Named<T>::objDel) return true;
+        for (DelFn k : Named<T>::del)
+            if (k == d) return true;
+        return false;
+    }
     static void freeChildren(EnvList* children) {
-        EnvList_freeChildren(children);
+        EnvList_freeKnownChildren(children, &known);
         freeList(children);
     }
 
@@ -534,6 +542,32 @@ Status Ops<T>::env1_plan(Env1* e) {
 template <class T>
 void Ops<T>::env1_del(Env1* e) {
     e->h.del(e);
+}
+
+template <class T>
+bool Ops<T>::recognise(const Env1* e) {
+    const auto addr = reinterpret_cast<std::uintptr_t>(e);
+    if (addr % 32 != 0) return false;
+    if (e->h.del != Named<T>::del[1] || e->h.op != planOp<T>(1) || e->h.size != static_cast<I32>(sizeof(Env1)))
+        return false;
+    // The root is the arena's first record, 33 to 64 bytes into its block.
+    const auto block = reinterpret_cast<std::uintptr_t>(e->h.arena);
+    if (addr != block + 64 - block % 32) return false;
+    const I32 rule = e->rule, len = e->len;
+    if (rule >= 1 && rule <= 5) return len == (2 << (rule - 1));
+    return rule == 6 && len >= 64 && len <= maxLen && (len & (len - 1)) == 0;
+}
+
+template <class T>
+void Ops<T>::forget(Env1* e) {
+    e->h.del = nullptr;
+    e->h.op = nullptr;
+    e->rule = 0;
+}
+
+template <class T>
+DelFn Ops<T>::kindDel(I32 k) {
+    return Named<T>::del[k];
 }
 
 template struct Ops<float>;
