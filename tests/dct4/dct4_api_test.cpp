@@ -237,7 +237,7 @@ TYPED_TEST(Dct4Api, MemoryWithoutAPlanIsRefused) {
     };
     alignas(64) unsigned char zeros[256] = {};
     refused(zeros, "zeros");
-    alignas(64) unsigned char garbage[256];
+    alignas(64) unsigned char garbage[512];
     std::mt19937 gen(17);
     for (int round = 0; round < 200; ++round) {
         for (auto& c : garbage) c = static_cast<unsigned char>(gen());
