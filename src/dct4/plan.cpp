@@ -545,27 +545,6 @@ void Ops<T>::env1_del(Env1* e) {
 }
 
 template <class T>
-bool Ops<T>::recognise(const Env1* e) {
-    const auto addr = reinterpret_cast<std::uintptr_t>(e);
-    if (addr % 32 != 0) return false;
-    if (e->h.del != Named<T>::del[1] || e->h.op != planOp<T>(1) || e->h.size != static_cast<I32>(sizeof(Env1)))
-        return false;
-    // The root is the arena's first record, 33 to 64 bytes into its block.
-    const auto block = reinterpret_cast<std::uintptr_t>(e->h.arena);
-    if (addr != block + 64 - block % 32) return false;
-    const I32 rule = e->rule, len = e->len;
-    if (rule >= 1 && rule <= 5) return len == (2 << (rule - 1));
-    return rule == 6 && len >= 64 && len <= maxLen && (len & (len - 1)) == 0;
-}
-
-template <class T>
-void Ops<T>::forget(Env1* e) {
-    e->h.del = nullptr;
-    e->h.op = nullptr;
-    e->rule = 0;
-}
-
-template <class T>
 DelFn Ops<T>::kindDel(I32 k) {
     return Named<T>::del[k];
 }
