@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "dct4_test_util.h"
-#include "dft_test_util.h"
+#include "kernel_table.h"
 #include "test_util.h"
 #include "wht_test_util.h"
 
@@ -38,19 +38,19 @@ void line(const char* family, const char* type, int size, int flag, int offset, 
                 static_cast<unsigned long long>(fnv(p, bytes)));
 }
 
-template <class T>
-void dft() {
-    using C = typename qrbtest::Types<T>::C;
-    for (const auto& k : qrbtest::kernels<T>()) {
-        const auto x = input<T>(2 * k.n, 100u + k.n);
+// Every generated kernel, whatever its kind, from the generated table.
+void kernels() {
+    for (const qrbtest::KernelInfo& k : qrbtest::allKernels()) {
+        const std::size_t reals = k.srcBytes() / k.realBytes();
+        std::vector<unsigned char> x(k.srcBytes());
+        if (k.single()) std::memcpy(x.data(), input<float>(reals, 100u + k.n).data(), x.size());
+        else std::memcpy(x.data(), input<double>(reals, 100u + k.n).data(), x.size());
         for (int flag : qrbtest::kFlags)
-            for (std::size_t off : {std::size_t(0), sizeof(T)}) {
-                qrbtest::Buffer src(sizeof(C) * k.n, off), dst(sizeof(C) * k.n, off);
+            for (std::size_t off : {std::size_t(0), k.realBytes()}) {
+                qrbtest::Buffer src(k.srcBytes(), off), dst(k.dstBytes(), off);
                 std::memcpy(src.data(), x.data(), src.size());
-                k.fwd(src.as<C>(), dst.as<C>(), flag);
-                line("dft-fwd", qrbtest::Types<T>::name, k.n, flag, int(off), dst.data(), dst.size());
-                k.inv(src.as<C>(), dst.as<C>(), flag);
-                line("dft-inv", qrbtest::Types<T>::name, k.n, flag, int(off), dst.data(), dst.size());
+                k.call(src.data(), dst.data(), flag);
+                line(k.name, "", k.n, flag, int(off), dst.data(), dst.size());
             }
     }
 }
@@ -86,8 +86,7 @@ void dct4() {
 }  // namespace
 
 int main() {
-    dft<float>();
-    dft<double>();
+    kernels();
     wht<float>();
     wht<double>();
     dct4<float>();

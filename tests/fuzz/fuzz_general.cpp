@@ -13,8 +13,11 @@
 // its rows here.
 #include <algorithm>
 #include <cstdlib>
+#include <utility>
+#include <vector>
 
 #include "fuzz_util.h"
+#include "general_table.h"
 
 using namespace qrbfuzz;
 
@@ -45,10 +48,6 @@ std::int32_t whtScratch(std::int32_t order) {
     else qrbgWHTGetBufferSize_64f(order, &s);
     return s;
 }
-template <class C>
-std::size_t complexBytes(std::int32_t n) {
-    return sizeof(C) * static_cast<std::size_t>(n);
-}
 bool always(std::int32_t) { return true; }
 
 template <class T, Status (*F)(const T*, T*, std::int32_t, std::int32_t, std::uint8_t*)>
@@ -56,67 +55,50 @@ Status sized(const void* s, void* d, std::int32_t size, std::int32_t flag, std::
     return F(static_cast<const T*>(s), static_cast<T*>(d), size, flag, buffer);
 }
 
-// The complex kernels by length, from the generator's table, behind the
-// frame of a general entry (the size test, then the kernel) until the
-// library has its own complex general entries.
-template <class C>
-struct DftTable {
-    using K = Status (*)(const C*, C*, std::int32_t);
-    K fwd[65] = {}, inv[65] = {};
-};
-const DftTable<Qrbg32fc>& dft32() {
-    static const DftTable<Qrbg32fc> t = [] {
-        DftTable<Qrbg32fc> r;
-#define QRBG_KERNELS_32fc(N, F, I) r.fwd[N] = F, r.inv[N] = I;
-#include "dft_kernels.inc"
-#undef QRBG_KERNELS_32fc
-        return r;
-    }();
-    return t;
+// The generated general entries behind the common signature.
+template <std::size_t I>
+Status generated(const void* s, void* d, std::int32_t n, std::int32_t flag, std::uint8_t*) {
+    return qrbtest::allGeneralEntries()[I].call(s, d, n, flag);
 }
-const DftTable<Qrbg64fc>& dft64() {
-    static const DftTable<Qrbg64fc> t = [] {
-        DftTable<Qrbg64fc> r;
-#define QRBG_KERNELS_64fc(N, F, I) r.fwd[N] = F, r.inv[N] = I;
-#include "dft_kernels.inc"
-#undef QRBG_KERNELS_64fc
-        return r;
-    }();
-    return t;
+template <std::size_t I>
+std::size_t generatedSrc(std::int32_t n) {
+    return qrbtest::allGeneralEntries()[I].srcBytes(n);
 }
-template <class C>
-const DftTable<C>& dftTable() {
-    if constexpr (sizeof(C) == 8) return dft32();
-    else return dft64();
-}
-template <class C>
-bool dftBuilt(std::int32_t n) {
-    return n < 2 || n > 64 || dftTable<C>().fwd[n] != nullptr;
-}
-template <class C, bool Fwd>
-Status dftEntry(const void* s, void* d, std::int32_t n, std::int32_t flag, std::uint8_t*) {
-    if (static_cast<std::uint32_t>(n) - 2u > 62u) return StatusBadSize;
-    const auto k = Fwd ? dftTable<C>().fwd[n] : dftTable<C>().inv[n];
-    return k(static_cast<const C*>(s), static_cast<C*>(d), flag);
+template <std::size_t I>
+std::size_t generatedDst(std::int32_t n) {
+    return qrbtest::allGeneralEntries()[I].dstBytes(n);
 }
 
 // clang-format off
 const Entry kEntries[] = {
     {"qrbgWHT_32f", 1, 13, whtBytes<float>, whtBytes<float>, always, sized<Qrbg32f, qrbgWHT_32f>, true, whtScratch<float>, 4},
     {"qrbgWHT_64f", 1, 13, whtBytes<double>, whtBytes<double>, always, sized<Qrbg64f, qrbgWHT_64f>, true, whtScratch<double>, 8},
-    {"DFTFwd_CToC_32fc", 2, 64, complexBytes<Qrbg32fc>, complexBytes<Qrbg32fc>, dftBuilt<Qrbg32fc>, dftEntry<Qrbg32fc, true>, false, nullptr, 4},
-    {"DFTInv_CToC_32fc", 2, 64, complexBytes<Qrbg32fc>, complexBytes<Qrbg32fc>, dftBuilt<Qrbg32fc>, dftEntry<Qrbg32fc, false>, false, nullptr, 4},
-    {"DFTFwd_CToC_64fc", 2, 64, complexBytes<Qrbg64fc>, complexBytes<Qrbg64fc>, dftBuilt<Qrbg64fc>, dftEntry<Qrbg64fc, true>, false, nullptr, 8},
-    {"DFTInv_CToC_64fc", 2, 64, complexBytes<Qrbg64fc>, complexBytes<Qrbg64fc>, dftBuilt<Qrbg64fc>, dftEntry<Qrbg64fc, false>, false, nullptr, 8},
 };
 // clang-format on
-constexpr std::size_t kCount = sizeof kEntries / sizeof kEntries[0];
+
+// The generated general entries, one row each, found at the first call.
+std::vector<Entry> entries() {
+    std::vector<Entry> v(std::begin(kEntries), std::end(kEntries));
+    const auto& g = qrbtest::allGeneralEntries();
+    auto add = [&]<std::size_t... I>(std::index_sequence<I...>) {
+        ((I < g.size() ? v.push_back({g[I].name, 2, 64, generatedSrc<I>, generatedDst<I>, always, generated<I>, false,
+                                      nullptr, g[I].type == qrbtest::Type::F32 || g[I].type == qrbtest::Type::C32 ? 4u : 8u})
+                       : void()),
+         ...);
+    };
+    constexpr std::size_t kMost = 32;
+    if (g.size() > kMost) std::abort();  // room for every family's entries
+    add(std::make_index_sequence<kMost>{});
+    return v;
+}
+
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     Input in(data, size);
-    const Entry& e = kEntries[in.u8() % kCount];
+    static const std::vector<Entry> all = entries();
+    const Entry& e = all[in.u8() % all.size()];
     // Mostly sizes in and around the range, sometimes any 32-bit value.
     const std::uint8_t how = in.u8();
     const std::int32_t n = how < 224 ? e.lo - 2 + static_cast<std::int32_t>(in.u8() % (e.hi - e.lo + 5)) : in.i32();
