@@ -138,7 +138,7 @@ bool pending(const KernelDesc& k) {
         case Kind::RToCCS:
         case Kind::RToPack:
         case Kind::RToPerm: return false;
-        default: return true;  // the inverse real and Hartley families follow
+        default: return false;
     }
     return k.type == Type::C32 &&
            std::find(std::begin(kPending32fc), std::end(kPending32fc), k.n) != std::end(kPending32fc);
