@@ -9,12 +9,27 @@
 #include "rules/kernel.h"
 #include "rules/network.h"
 #include "rules/real.h"
+#include "rules/real_forward.h"
 #include "tables/real_tables.h"
 
 namespace qrbgen::plans {
 
 
+namespace {
+
+bool holdsRader(const PlanNode& p) {
+    if (p.kind == PlanNode::Rader || p.kind == PlanNode::Chirp || p.realRader) return true;
+    for (const PlanNode& k : p.kids)
+        if (holdsRader(k)) return true;
+    return false;
+}
+
+}  // namespace
+
 RW forwardRealNetwork(Dag& d, const PlanNode& plan, const std::vector<Ref>& x) {
+    // Leaves and splits are built on complex values; a plan with a prime
+    // network goes through the real-weighted rules.
+    if (!holdsRader(plan)) return complexFormRealNetwork(d, plan, x);
     NetOptions opt;
     opt.leaves = LeafForm::RealQuadratic;
     opt.raderFamily = RaderFamily::Real;
