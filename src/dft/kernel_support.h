@@ -8,10 +8,14 @@
 
 namespace qrbg {
 
-// (-0.0, +0.0): exclusive or with it turns the exchanged (b, a) into (-b, a) = i*(a + ib).
-QRBG_INLINE __m128d signMaskLo() {
-    alignas(16) static const double k[2] = {-0.0, 0.0};
-    return _mm_load_pd(k);
+// The address of a kernel's constant pool, hidden from the optimiser: every
+// constant vector is then one aligned load (or memory operand) from the
+// pool, as the kernel lays it out, and is never rebuilt from scalars by
+// lane moves at run time.
+template <class T>
+QRBG_INLINE const T* opaque(const T* p) {
+    __asm__("" : "+r"(p));
+    return p;
 }
 
 // Split-form kernels (32fc): two interleaved elements from anywhere, as two

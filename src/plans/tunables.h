@@ -28,6 +28,7 @@ struct SchemeRow {
     // X[0] of a direct 5-point leaf as (x0 + a) + b instead of x0 + (a + b).
     bool five0Left;
     // Lane moves of the scale broadcast; -1 when the scale stays a scalar.
+    // The vector schemes load the scale ready-made from a pool row: 0.
     int splatMoves;
     // Every load at the top of the kernel, for kernels in which an output
     // does not depend on every input slot (the scalar kernels split a value
@@ -42,9 +43,10 @@ inline constexpr SchemeRow kSchemes[] = {
     {SchemeId::Pair64fc, "pair", Type::C64, 2, 64, true, 5, false, 0, false},
     // 32fc up to 5 points: scalar, single elements move at any address.
     {SchemeId::Scalar32fc, "scalar", Type::C32, 2, 5, false, 0, true, -1, true},
-    // 32fc from 6 points: split registers of four lanes; the broadcast of
-    // the scale interleaves a register with itself twice.
-    {SchemeId::Split32fc, "split", Type::C32, 6, 64, true, 0, false, 2, false},
+    // 32fc from 6 points: split registers of four lanes; the scale comes in
+    // all four lanes from its pool row (the plan table's shuffle counts
+    // include a broadcast of two lane moves that the kernels do not need).
+    {SchemeId::Split32fc, "split", Type::C32, 6, 64, true, 0, false, 0, false},
 };
 
 }  // namespace qrbgen::plans

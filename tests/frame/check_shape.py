@@ -111,7 +111,9 @@ def main():
         if loops:
             failures.append(f"{name}: {loops} loops")
         own_twin = "owng" + name[4:] + "_unaligned"
-        foreign = [c for c in calls(ins) if c.split("@")[0] != own_twin]
+        # 32-bit position-independent code reads its own address through a
+        # thunk; that is no call of anything the kernel computes with.
+        foreign = [c for c in calls(ins) if c.split("@")[0] != own_twin and not c.startswith("__x86.get_pc_thunk")]
         if foreign:
             failures.append(f"{name}: calls {', '.join(sorted(set(foreign)))}")
     for f in failures:

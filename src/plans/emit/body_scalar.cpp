@@ -71,7 +71,7 @@ BodyInfo printScalar(const KernelDag& k, const SchemeRow& s) {
     };
     schedule(d, h, s.loadsFirst);
     o << "}\n\n";
-    return {o.str(), "s"};
+    return {o.str(), 0};
 }
 
 }  // namespace qrbgen::plans

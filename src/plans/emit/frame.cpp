@@ -51,19 +51,44 @@ std::string scaleLiteral(const KernelDesc& k, ScaleSel sel) {
     return single ? litF(roundToFloat(v)) : lit(v.hi + v.lo);
 }
 
+// The scale pool of a vector body: a row for each of 1, 1/N and 1/sqrt(N),
+// in that order, the value in every lane. The flag selects a row, so the
+// scale reaches the registers by one aligned load, not by lane moves.
+std::string scalePoolName(const KernelDesc& k) { return "kS_" + baseName(k); }
+
+std::string scalePool(const KernelDesc& k, int lanes) {
+    std::ostringstream o;
+    o << "alignas(16) const " << realCType(k.type) << " " << scalePoolName(k) << "[3][" << lanes << "] = {\n";
+    for (ScaleSel sel : {ScaleSel::One, ScaleSel::InvN, ScaleSel::InvSqrtN}) {
+        o << "    {";
+        for (int l = 0; l < lanes; ++l) o << (l ? ", " : "") << scaleLiteral(k, sel);
+        o << "},\n";
+    }
+    o << "};\n\n";
+    return o.str();
+}
+
 // The tests that follow the choice of memory form: src, dst, then the flag,
-// which selects the scale s of the element precision. No branch follows.
-std::string argumentTests(const KernelDesc& k) {
+// which selects the scale s of the element precision (a scalar, or the row
+// of the scale pool). No branch follows.
+std::string argumentTests(const KernelDesc& k, int scaleLanes) {
     const FlagTable t = flagTable(k);
     std::ostringstream o;
     o << "    if (src == nullptr) return StatusNullPointer;\n";
     o << "    if (dst == nullptr) return StatusNullPointer;\n";
-    o << "    " << realCType(k.type) << " s;\n";
+    if (scaleLanes == 0) o << "    " << realCType(k.type) << " s;\n";
+    else o << "    const " << realCType(k.type) << "* s;\n";
     o << "    switch (flag) {\n";
-    for (int flag : t.order)
-        o << "        case " << flagName(flag) << ": s = " << scaleLiteral(k, selected(t, flag)) << "; break;\n";
+    for (int flag : t.order) {
+        const ScaleSel sel = selected(t, flag);
+        o << "        case " << flagName(flag) << ": s = ";
+        if (scaleLanes == 0) o << scaleLiteral(k, sel);
+        else o << scalePoolName(k) << "[" << static_cast<int>(sel) << "]";
+        o << "; break;\n";
+    }
     o << "        default: return StatusBadFlag;\n";
     o << "    }\n";
+    if (scaleLanes != 0) o << "    s = qrbg::opaque(s);\n";
     return o.str();
 }
 
@@ -74,10 +99,10 @@ std::string printFrame(const KernelDag& kd, const SchemeRow& s, const BodyInfo& 
     const std::string name = kernelName(k), twin = internalName(k, "unaligned"), fn = bodyName(k);
     const std::string elem = elemCType(k.type), real = realCType(k.type);
     const std::string sig = "(const " + elem + "* src, " + elem + "* dst, int32_t flag)";
-    const std::string tests = argumentTests(k);
-    const std::string args = "(reinterpret_cast<const " + real + "*>(src), reinterpret_cast<" + real + "*>(dst), " +
-                             body.scaleArg + ");\n";
+    const std::string tests = argumentTests(k, body.scaleLanes);
+    const std::string args = "(reinterpret_cast<const " + real + "*>(src), reinterpret_cast<" + real + "*>(dst), s);\n";
     std::ostringstream o;
+    if (body.scaleLanes != 0) o << scalePool(k, body.scaleLanes);
     if (!s.memoryForms) {
         o << "}  // namespace\n\n";
         o << "extern \"C\" QRBG_API Status " << name << sig << " {\n" << tests;

@@ -9,8 +9,10 @@ namespace qrbgen::plans {
 
 // What a body printer tells the frame about the body it printed.
 struct BodyInfo {
-    std::string text;      // constants and the body function, inside an open anonymous namespace
-    std::string scaleArg;  // the expression that passes the scale s to the body
+    std::string text;  // constants and the body function, inside an open anonymous namespace
+    // 0: the body takes the scale s as a scalar. Otherwise it takes the
+    // address of a row of the scale pool that holds s in this many lanes.
+    int scaleLanes = 0;
 };
 
 // The body printers. Each prints arithmetic, loads and stores only; the
