@@ -6,6 +6,19 @@
 #include "qrbg_simd.h"
 #include "qrbgen.h"
 
+// On x86-64 every complex kernel has wide variants beside its 16-byte form
+// (src/dft/wide_*.h): the 16-byte form is then the internal function
+// <kernel>_sse2, and the exported name is bound, when the library loads, to
+// the widest variant the processor runs. The i386 build has the 16-byte
+// kernels alone, under their exported names.
+#if defined(__x86_64__) && !defined(QRBG_NO_VARIANTS)
+#define QRBG_VARIANTS 1
+#define QRBG_SSE2_ENTRY(exported, internal) __attribute__((visibility("hidden"))) Status internal
+#else
+#define QRBG_VARIANTS 0
+#define QRBG_SSE2_ENTRY(exported, internal) QRBG_API Status exported
+#endif
+
 namespace qrbg {
 
 // The address of a kernel's constant pool, hidden from the optimiser: every

@@ -49,4 +49,38 @@ inline constexpr SchemeRow kSchemes[] = {
     {SchemeId::Split32fc, "split", Type::C32, 6, 64, true, 0, false, 0, false},
 };
 
+// Wide variants of the complex kernels, x86-64 only: the i386 build keeps
+// the 16-byte kernels alone. A variant packs a kernel's DAG into registers
+// of `slots` 16-byte slots (ir/pack.h) and runs the same operations on
+// every slot, so it gives the same bits. Its functions are
+// owng<kernel>_<name>, in kernels/len_NN_<name>.cpp, which CMake compiles
+// for the variant's instruction set; the exported name is bound to the
+// widest variant the processor has (`feature`, as __builtin_cpu_supports
+// names it) when the library loads. The register types are those of the
+// variant's header (src/dft/wide_<name>.h).
+struct VariantRow {
+    const char* name;
+    const char* feature;
+    int slots;
+    int align;  // bytes of alignment of the pool rows
+    const char* wide64;  // register types: pair scheme, split scheme
+    const char* wide32;
+    // A variant whose packing takes more than this share of the operations
+    // (gathers included) of the next narrower form does not pay: it runs
+    // the 16-byte operations in its own encoding where it must exist
+    // (`narrow` types), and does not exist otherwise.
+    double maxShare;
+    bool always;  // every complex kernel has it
+    const char* narrow64;
+    const char* narrow32;
+};
+
+inline constexpr VariantRow kVariants[] = {
+    // 32-byte registers, VEX encoded: every complex kernel.
+    {"avx2", "avx2", 2, 32, "qrbg::wide::Avx2F64", "qrbg::wide::Avx2F32", 0.95, true, "qrbg::wide::Vex128F64",
+     "qrbg::wide::Vex128F32"},
+    // 64-byte registers: where the kernel's rows are long enough to pay.
+    {"avx512", "avx512f", 4, 64, "qrbg::wide::Avx512F64", "qrbg::wide::Avx512F32", 0.95, false, nullptr, nullptr},
+};
+
 }  // namespace qrbgen::plans

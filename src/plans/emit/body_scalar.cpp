@@ -13,7 +13,7 @@
 
 namespace qrbgen::plans {
 
-BodyInfo printScalar(const KernelDag& k, const SchemeRow& s) {
+BodyInfo printScalar(const KernelDag& k, const SchemeRow& s, const std::string& helpers) {
     const Dag& d = k.dag;
     const std::vector<int> cons = d.consumers();
     std::vector<bool> isOut(d.nodes().size(), false);
@@ -62,12 +62,12 @@ BodyInfo printScalar(const KernelDag& k, const SchemeRow& s) {
     };
     h.load = [&](int id) {
         const Move& m = k.layout.loads.at(static_cast<std::size_t>(d.node(id).imm));
-        o << "    const float " << v(id) << " = qrbg::ld1(x + " << m.e0 << ");\n";
+        o << "    const float " << v(id) << " = " << helpers << "::ld1(x + " << m.e0 << ");\n";
     };
     h.store = [&](const Output& out) {
         if (out.neg) throw std::logic_error("the scalar 32fc kernels store no negated output");
         const Move& m = k.layout.stores.at(static_cast<std::size_t>(out.slot));
-        o << "    qrbg::st1(y + " << m.e0 << ", " << v(out.id) << ");\n";
+        o << "    " << helpers << "::st1(y + " << m.e0 << ", " << v(out.id) << ");\n";
     };
     schedule(d, h, s.loadsFirst);
     o << "}\n\n";
