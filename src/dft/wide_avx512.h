@@ -1,10 +1,12 @@
 // The operations of the wide variants on 64-byte registers (AVX-512F): four
 // 16-byte slots per register. Every arithmetic operation and every lane move
 // of the 16-byte kernels has a form that works slot by slot; gathers move
-// whole slots between registers. Only AVX-512F instructions are used.
+// whole slots between registers. Only AVX-512F instructions are used on
+// 64-byte registers; the 32-byte types of wide_avx2.h, compiled with
+// AVX-512VL, reach all 32 registers.
 #pragma once
 
-#include "kernel_wide.h"
+#include "wide_avx2.h"
 
 namespace qrbg::wide {
 namespace {

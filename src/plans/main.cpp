@@ -267,7 +267,8 @@ int main(int argc, char** argv) {
         // how each is packed.
         std::ostringstream vi, vt;
         vi << kGenNote
-           << "// QRBG_VARIANT(exported kernel, type, N, inverse, 16-byte form, variant, variant name, processor feature)\n";
+           << "// QRBG_VARIANT(exported kernel, type, N, inverse, 16-byte form, variant, variant name,\n"
+              "//              processor features (two, the same twice where one is enough))\n";
         vt << "# Wide variants of every kernel and their packing; see docs/generator.md.\n"
               "# kernel variant slots wide-operations gathers loads packed-operations 16-byte-operations\n";
         for (const Built& b : built) {
@@ -277,7 +278,8 @@ int main(int argc, char** argv) {
             for (const VariantBuild& v : b.variants) {
                 vi << "QRBG_VARIANT(" << kernelName(k) << ", " << typeId(k.type) << ", " << k.n << ", "
                    << (k.inverse ? "true" : "false") << ", " << internalName(k, "sse2") << ", "
-                   << internalName(k, v.row->name) << ", \"" << v.row->name << "\", \"" << v.row->feature << "\")\n";
+                   << internalName(k, v.row->name) << ", \"" << v.row->name << "\", \"" << v.row->features[0] << "\", \""
+                   << (v.row->features[1] ? v.row->features[1] : v.row->features[0]) << "\")\n";
                 vt << kernelName(k) << " " << v.row->name << " " << v.slots << " " << v.stats.applies << " "
                    << v.stats.gathers << " " << v.stats.loads << " " << v.stats.baseOps << " " << ops16 << "\n";
             }

@@ -51,36 +51,62 @@ inline constexpr SchemeRow kSchemes[] = {
 
 // Wide variants of the complex kernels, x86-64 only: the i386 build keeps
 // the 16-byte kernels alone. A variant packs a kernel's DAG into registers
-// of `slots` 16-byte slots (ir/pack.h) and runs the same operations on
+// of several 16-byte slots (ir/pack.h) and runs the same operations on
 // every slot, so it gives the same bits. Its functions are
 // owng<kernel>_<name>, in kernels/len_NN_<name>.cpp, which CMake compiles
 // for the variant's instruction set; the exported name is bound to the
-// widest variant the processor has (`feature`, as __builtin_cpu_supports
-// names it) when the library loads. The register types are those of the
-// variant's header (src/dft/wide_<name>.h).
-struct VariantRow {
-    const char* name;
-    const char* feature;
-    int slots;
-    int align;  // bytes of alignment of the pool rows
-    const char* wide64;  // register types: pair scheme, split scheme
-    const char* wide32;
-    // A variant whose packing takes more than this share of the operations
-    // (gathers included) of the next narrower form does not pay: it runs
-    // the 16-byte operations in its own encoding where it must exist
-    // (`narrow` types), and does not exist otherwise.
-    double maxShare;
-    bool always;  // every complex kernel has it
-    const char* narrow64;
-    const char* narrow32;
+// widest variant whose `features` (as __builtin_cpu_supports names them)
+// the processor has when the library loads. The register types are those
+// of the headers src/dft/wide_*.h.
+//
+// A variant packs each kernel in one of its packings, narrowest first: a
+// wider packing replaces a narrower one when its cost is at most `maxShare`
+// of the narrower one's. The cost of a packing is its wide operations, each
+// counted as many times as the processor's vector data path must pass over
+// it, and its gathers, each counted `kGatherCost` times.
+struct Packing {
+    int slots;  // 0 ends the list
+    const char* type64;  // register types: pair scheme (64fc), split scheme (32fc)
+    const char* type32;
 };
 
+struct VariantRow {
+    const char* name;
+    const char* features[2];  // all required; null for none
+    int align;                // bytes of alignment of the constant rows
+    Packing packings[3];
+    double maxShare;
+};
+
+// Bytes the vector units of the target processors handle in one pass: an
+// operation on wider registers costs several passes (AMD Zen 4 runs 64-byte
+// operations as two halves).
+inline constexpr int kDatapathBytes = 32;
+// A gather (a move of whole slots between registers) against one wide
+// operation: it sits on the path from one operation to the next, and the
+// moves across register halves take three cycles. Measured on AMD Zen 4:
+// with 1 the two-slot forms of 10_32fc, 16_32fc, 15_64fc, 27_64fc and
+// 45_64fc were chosen and ran up to 1.5 times slower than one slot.
+inline constexpr double kGatherCost = 2.0;
+
 inline constexpr VariantRow kVariants[] = {
-    // 32-byte registers, VEX encoded: every complex kernel.
-    {"avx2", "avx2", 2, 32, "qrbg::wide::Avx2F64", "qrbg::wide::Avx2F32", 0.95, true, "qrbg::wide::Vex128F64",
-     "qrbg::wide::Vex128F32"},
-    // 64-byte registers: where the kernel's rows are long enough to pay.
-    {"avx512", "avx512f", 4, 64, "qrbg::wide::Avx512F64", "qrbg::wide::Avx512F32", 0.95, false, nullptr, nullptr},
+    // 32-byte registers, VEX encoded, or the 16-byte operations in the same
+    // encoding where two slots do not pay.
+    {"avx2",
+     {"avx2", nullptr},
+     32,
+     {{1, "qrbg::wide::Vex128F64", "qrbg::wide::Vex128F32"}, {2, "qrbg::wide::Avx2F64", "qrbg::wide::Avx2F32"}},
+     0.95},
+    // 64-byte registers where the kernel's rows are long enough to pay, and
+    // otherwise narrower ones in the 32 registers of AVX-512 (which takes
+    // its VL extension).
+    {"avx512",
+     {"avx512f", "avx512vl"},
+     64,
+     {{1, "qrbg::wide::Vex128F64", "qrbg::wide::Vex128F32"},
+      {2, "qrbg::wide::Avx2F64", "qrbg::wide::Avx2F32"},
+      {4, "qrbg::wide::Avx512F64", "qrbg::wide::Avx512F32"}},
+     0.95},
 };
 
 }  // namespace qrbgen::plans

@@ -18,8 +18,8 @@ using namespace qrbtest;
 using C32 = Qrbg32fc;
 using C64 = Qrbg64fc;
 
-#define QRBG_VARIANT(kernel, type, n, inverse, sse2, variant, name, feature) \
-    extern "C" Status sse2(const type*, type*, int32_t);                     \
+#define QRBG_VARIANT(kernel, type, n, inverse, sse2, variant, name, feature, feature2) \
+    extern "C" Status sse2(const type*, type*, int32_t);                               \
     extern "C" Status variant(const type*, type*, int32_t);
 #include "variants.inc"
 #undef QRBG_VARIANT
@@ -44,10 +44,10 @@ struct VariantCase {
     std::size_t realBytes() const { return single ? 4u : 8u; }
 };
 
-#define QRBG_VARIANT(kernel, type, n, inverse, sse2, variant, name, feature)                                  \
+#define QRBG_VARIANT(kernel, type, n, inverse, sse2, variant, name, feature, feature2)                        \
     VariantCase{#kernel, name, std::is_same_v<type, C32>, n, invoke<type, sse2>, invoke<type, variant>, [] { \
                     __builtin_cpu_init();                                                                     \
-                    return __builtin_cpu_supports(feature) != 0;                                              \
+                    return __builtin_cpu_supports(feature) && __builtin_cpu_supports(feature2);               \
                 }},
 const VariantCase kCases[] = {
 #include "variants.inc"

@@ -3,12 +3,14 @@
 // header spells (src/dft/wide_avx2.h, wide_avx512.h): W::add, W::mul,
 // W::unpackLo, W::gather<...> and so on, each acting slot by slot. One
 // printer serves every width and both register schemes.
+#include <algorithm>
 #include <map>
 #include <sstream>
 #include <stdexcept>
 
 #include "emit/literals.h"
 #include "emit/printers.h"
+#include "emit/schedule.h"
 #include "rules/split32.h"
 
 namespace qrbgen::plans {
@@ -32,11 +34,11 @@ public:
             if (p.node < 0) throw std::logic_error("an output without a place in the wide program");
             stores[p.node].push_back(o);
         }
-        for (std::size_t i = 0; i < w_.nodes.size(); ++i) {
-            const WideNode& n = w_.nodes[i];
-            body << "    const auto " << wv(static_cast<int>(i)) << " = " << expr(n) << ";\n";
-            auto it = stores.find(static_cast<int>(i));
-            if (it != stores.end()) body << storeText(static_cast<int>(i), it->second);
+        for (int i : order()) {
+            const WideNode& n = w_.nodes[static_cast<std::size_t>(i)];
+            body << "    const auto " << wv(i) << " = " << expr(n) << ";\n";
+            auto it = stores.find(i);
+            if (it != stores.end()) body << storeText(i, it->second);
         }
         std::ostringstream o;
         o << "namespace {\n\nusing " << alias() << " = " << type_ << ";\n\n";
@@ -56,6 +58,29 @@ public:
     }
 
 private:
+    // The order of the wide operations: the list schedule of the 16-byte
+    // kernels (emit/schedule.h), each pack placed by the earliest DAG node
+    // it computes; loads and gathers wait until nothing else is ready, so
+    // that each sits right before its first use.
+    std::vector<int> order() const {
+        const std::size_t n = w_.nodes.size();
+        ListGraph g;
+        g.operands.resize(n);
+        g.key.resize(n);
+        g.late.resize(n);
+        for (std::size_t i = 0; i < n; ++i) {
+            const WideNode& w = w_.nodes[i];
+            for (int o : {w.a, w.b})
+                if (o >= 0 && (g.operands[i].empty() || g.operands[i][0] != o)) g.operands[i].push_back(o);
+            int first = 1 << 30;
+            for (int b : w.base)
+                if (b >= 0) first = std::min(first, b);
+            g.key[i] = first >= d_.outputSide() ? first - (1LL << 40) : first;
+            g.late[i] = w.kind != WideNode::Apply;
+        }
+        return listOrder(g);
+    }
+
     std::string pool() const { return "kW_" + baseName(k_.desc); }
     // The register type, by a name of the kernel's own (one source holds
     // several kernels).

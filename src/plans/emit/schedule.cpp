@@ -96,4 +96,33 @@ void schedule(const Dag& d, const ScheduleHooks& hooks, bool loadsFirst) {
         if (isValue(i) && !done[i]) throw std::logic_error("scheduler left a node out");
 }
 
+std::vector<int> listOrder(const ListGraph& g) {
+    const std::size_t n = g.operands.size();
+    std::vector<int> waiting(n, 0);
+    std::vector<std::vector<int>> users(n);
+    for (std::size_t i = 0; i < n; ++i)
+        for (int o : g.operands[i]) {
+            ++waiting[i];
+            users[static_cast<std::size_t>(o)].push_back(static_cast<int>(i));
+        }
+    std::vector<int> ready, order;
+    for (std::size_t i = 0; i < n; ++i)
+        if (waiting[i] == 0) ready.push_back(static_cast<int>(i));
+    while (!ready.empty()) {
+        std::size_t best = 0;
+        for (std::size_t r = 1; r < ready.size(); ++r) {
+            const auto a = static_cast<std::size_t>(ready[r]), b = static_cast<std::size_t>(ready[best]);
+            if (g.late[a] != g.late[b] ? !g.late[a] : g.key[a] < g.key[b]) best = r;
+        }
+        const int id = ready[best];
+        ready[best] = ready.back();
+        ready.pop_back();
+        order.push_back(id);
+        for (int u : users[static_cast<std::size_t>(id)])
+            if (--waiting[static_cast<std::size_t>(u)] == 0) ready.push_back(u);
+    }
+    if (order.size() != n) throw std::logic_error("list schedule: a cycle");
+    return order;
+}
+
 }  // namespace qrbgen::plans

@@ -1,6 +1,7 @@
 // The order in which a kernel's nodes are printed.
 #pragma once
 #include <functional>
+#include <vector>
 
 #include "ir/dag.h"
 
@@ -22,5 +23,15 @@ struct ScheduleHooks {
 // it. With loadsFirst every load is emitted at the top instead (for kernels
 // in which an output does not depend on every input slot).
 void schedule(const Dag& d, const ScheduleHooks& hooks, bool loadsFirst);
+
+// The same list schedule on any graph: among the ready nodes the one of
+// lowest key, `late` nodes (loads, moves of whole slots) only when no other
+// node is ready.
+struct ListGraph {
+    std::vector<std::vector<int>> operands;
+    std::vector<long long> key;
+    std::vector<char> late;
+};
+std::vector<int> listOrder(const ListGraph& g);
 
 }  // namespace qrbgen::plans

@@ -10,8 +10,11 @@ bool hasVariants(const KernelDesc& k) { return k.kind == Kind::CToC; }
 
 namespace {
 
-// Operations of a packing: its wide operations and gathers.
-int cost(const WideProgram::Stats& s) { return s.applies + s.gathers; }
+// The cost of a packing into `slots` slots (see tunables.h).
+double cost(const WideProgram::Stats& s, int slots) {
+    const int passes = (16 * slots + kDatapathBytes - 1) / kDatapathBytes;
+    return s.applies * passes + s.gathers * kGatherCost;
+}
 
 }  // namespace
 
@@ -20,28 +23,33 @@ std::vector<VariantBuild> buildVariants(const KernelDag& k, const SchemeRow& s) 
     if (!hasVariants(k.desc)) return out;
     const bool scalar = s.id == SchemeId::Scalar32fc;
     const bool single = isSingle(k.desc.type);
-    // The 16-byte kernel, as a packing into one slot.
-    const WideProgram narrow = packDag(k.dag, 1);
-    int previous = cost(narrow.stats());
     for (const VariantRow& row : kVariants) {
         VariantBuild v{&row, 1, {}, {}};
         BodyInfo body;
         if (scalar) {
             // Scalar kernels have nothing to pack: the same operations in
-            // the variant's encoding, where the variant must exist.
-            if (!row.always) continue;
-            v.stats = narrow.stats();
+            // the variant's encoding.
+            v.stats = packDag(k.dag, 1).stats();
             body = printScalar(k, s, "qrbg::wide");
         } else {
-            const WideProgram w = packDag(k.dag, row.slots);
-            const bool pays = cost(w.stats()) <= row.maxShare * previous;
-            if (!pays && !row.always) continue;
-            const WideProgram& used = pays ? w : narrow;
-            v.slots = pays ? row.slots : 1;
+            // Packings narrowest first; a wider one replaces the one in hand
+            // where it pays.
+            const Packing* chosen = nullptr;
+            WideProgram used;
+            double usedCost = 0;
+            for (const Packing& p : row.packings) {
+                if (p.slots == 0) break;
+                WideProgram w = packDag(k.dag, p.slots);
+                const double c = cost(w.stats(), p.slots);
+                if (chosen == nullptr || c <= row.maxShare * usedCost) {
+                    chosen = &p;
+                    used = std::move(w);
+                    usedCost = c;
+                }
+            }
+            v.slots = chosen->slots;
             v.stats = used.stats();
-            const char* type = pays ? (single ? row.wide32 : row.wide64) : (single ? row.narrow32 : row.narrow64);
-            body = printWide(k, used, type, row.align);
-            previous = cost(v.stats);
+            body = printWide(k, used, single ? chosen->type32 : chosen->type64, row.align);
         }
         v.text = "// " + kernelName(k.desc) + ", " + row.name + " variant: plan " + k.plan + ", " +
                  std::to_string(v.slots) + " slot" + (v.slots > 1 ? "s" : "") + " per register\n" + body.text +
@@ -60,9 +68,12 @@ std::string printBinding(const KernelDesc& k, const std::vector<VariantBuild>& v
         o << "__attribute__((visibility(\"hidden\"))) Status " << internalName(k, b.row->name) << sig << ";\n";
     o << "// The widest variant this processor runs, chosen once when the library loads.\n";
     o << "static Status (*" << resolver << "())" << sig << " {\n    __builtin_cpu_init();\n";
-    for (auto it = v.rbegin(); it != v.rend(); ++it)
-        o << "    if (__builtin_cpu_supports(\"" << it->row->feature << "\")) return " << internalName(k, it->row->name)
-          << ";\n";
+    for (auto it = v.rbegin(); it != v.rend(); ++it) {
+        o << "    if (";
+        for (int f = 0; f < 2 && it->row->features[f]; ++f)
+            o << (f ? " && " : "") << "__builtin_cpu_supports(\"" << it->row->features[f] << "\")";
+        o << ") return " << internalName(k, it->row->name) << ";\n";
+    }
     o << "    return " << internalName(k, "sse2") << ";\n}\n";
     o << "QRBG_API Status " << name << "(const " << e << "* src, " << e << "* dst, int32_t flag) __attribute__((ifunc(\""
       << resolver << "\")));\n";

@@ -56,6 +56,8 @@ constexpr int kFar = 1 << 20;
 // Instances are run side by side when at least this share of the values of
 // one has a partner in the other.
 constexpr double kMinMatch = 0.5;
+// What a gather costs against a wide operation, when the fill weighs a pack.
+constexpr double kGatherWeight = 2.0;
 // How far apart in the DAG's order the fill looks for partners.
 constexpr int kFillWindow = 1024;
 
@@ -300,6 +302,7 @@ private:
             for (std::size_t i = 0; i < members.size(); ++i) {
                 if (taken[i]) continue;
                 taken[i] = true;
+                std::vector<int> set = {members[i]};
                 std::vector<std::vector<int>> corrs;
                 while (static_cast<int>(corrs.size()) + 1 < P_) {
                     long best = -1;
@@ -317,9 +320,10 @@ private:
                     }
                     if (best < 0) break;
                     taken[static_cast<std::size_t>(best)] = true;
+                    set.push_back(members[static_cast<std::size_t>(best)]);
                     corrs.push_back(std::move(bestCorr));
                 }
-                if (!corrs.empty()) packInstances(members[i], corrs);
+                if (!corrs.empty()) packInstances(members[i], set, corrs);
             }
         }
     }
@@ -421,8 +425,25 @@ private:
     }
 
     // Packs of each unplaced value of instance a with its partners in the
-    // other instances of the set, slot by slot in the order of the set.
-    void packInstances(int a, const std::vector<std::vector<int>>& corrs) {
+    // other instances of the set, slot by slot in the order of the set; the
+    // values the instances start from first, where nothing has placed them
+    // (the inputs of a first stage).
+    void packInstances(int a, const std::vector<int>& set, const std::vector<std::vector<int>>& corrs) {
+        const auto& ins = d_.instances();
+        for (std::size_t j = 0; j < ins[static_cast<std::size_t>(a)].seeds.size(); ++j) {
+            std::vector<int> slots(static_cast<std::size_t>(P_), -1);
+            std::vector<int> members;
+            for (std::size_t t = 0; t < set.size(); ++t) {
+                const auto& seeds = ins[static_cast<std::size_t>(set[t])].seeds;
+                const int id = j < seeds.size() ? seeds[j] : -1;
+                const int u = id >= 0 ? idx_[static_cast<std::size_t>(id)] : -1;
+                if (u < 0 || placed(u) || std::find(members.begin(), members.end(), u) != members.end()) continue;
+                if (!members.empty() && (kind(u) != kind(members[0]) || dependent(u, members[0]))) continue;
+                slots[t] = u;
+                members.push_back(u);
+            }
+            if (members.size() >= 2) newPack(slots);
+        }
         for (int u : valuesOf(a)) {
             if (placed(u)) continue;
             std::vector<int> slots(static_cast<std::size_t>(P_), -1);
@@ -677,7 +698,14 @@ private:
                     members.push_back(best);
                 }
             }
-            newPack(assignSlots(members));
+            // A pack whose operands must be gathered can cost more than its
+            // members one by one.
+            std::vector<int> slots = assignSlots(members);
+            if (members.size() > 1 && 1 + gathersFor(slots) * kGatherWeight >= static_cast<double>(members.size())) {
+                for (int m : members) newPack(assignSlots({m}));
+                continue;
+            }
+            newPack(slots);
         }
         work_.clear();
     }
