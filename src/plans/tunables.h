@@ -49,6 +49,11 @@ inline constexpr SchemeRow kSchemes[] = {
     {SchemeId::Split32fc, "split", Type::C32, 6, 64, true, 0, false, 0, false},
 };
 
+// Vector registers of the 16-byte kernels, which both builds compile: the
+// scheduler orders their operations for both register files.
+inline constexpr int kRegistersI386 = 8;
+inline constexpr int kRegistersX8664 = 16;
+
 // Wide variants of the complex kernels, x86-64 only: the i386 build keeps
 // the 16-byte kernels alone. A variant packs a kernel's DAG into registers
 // of several 16-byte slots (ir/pack.h) and runs the same operations on
@@ -76,6 +81,7 @@ struct VariantRow {
     int align;                // bytes of alignment of the constant rows
     Packing packings[3];
     double maxShare;
+    int registers;  // vector registers the compiler has for the variant
 };
 
 // Bytes the vector units of the target processors handle in one pass: an
@@ -96,7 +102,8 @@ inline constexpr VariantRow kVariants[] = {
      {"avx2", nullptr},
      32,
      {{1, "qrbg::wide::Vex128F64", "qrbg::wide::Vex128F32"}, {2, "qrbg::wide::Avx2F64", "qrbg::wide::Avx2F32"}},
-     0.95},
+     0.95,
+     16},
     // 64-byte registers where the kernel's rows are long enough to pay, and
     // otherwise narrower ones in the 32 registers of AVX-512 (which takes
     // its VL extension).
@@ -106,7 +113,8 @@ inline constexpr VariantRow kVariants[] = {
      {{1, "qrbg::wide::Vex128F64", "qrbg::wide::Vex128F32"},
       {2, "qrbg::wide::Avx2F64", "qrbg::wide::Avx2F32"},
       {4, "qrbg::wide::Avx512F64", "qrbg::wide::Avx512F32"}},
-     0.95},
+     0.95,
+     32},
 };
 
 }  // namespace qrbgen::plans

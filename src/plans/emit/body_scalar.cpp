@@ -69,7 +69,7 @@ BodyInfo printScalar(const KernelDag& k, const SchemeRow& s, const std::string& 
         const Move& m = k.layout.stores.at(static_cast<std::size_t>(out.slot));
         o << "    " << helpers << "::st1(y + " << m.e0 << ", " << v(out.id) << ");\n";
     };
-    schedule(d, h, s.loadsFirst);
+    schedule(d, h, s.loadsFirst, {kRegistersI386, kRegistersX8664});
     o << "}\n\n";
     return {o.str(), 0};
 }

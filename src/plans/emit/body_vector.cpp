@@ -92,7 +92,7 @@ BodyInfo printPair64(const KernelDag& k) {
         const Move& m = k.layout.stores.at(static_cast<std::size_t>(out.slot));
         o << "    qrbg::st2<kAligned>(y + " << 2 * m.e0 << ", " << valueName(out.id) << ");\n";
     };
-    schedule(d, h, false);
+    schedule(d, h, false, {kRegistersI386, kRegistersX8664});
     o << "}\n\n";
     return {o.str(), 2};
 }
@@ -157,7 +157,7 @@ BodyInfo printSplit32(const KernelDag& k) {
             if (m.e1 >= 0) o << "    qrbg::stHi(" << at("y", m.e1) << ", " << val << ");\n";
         }
     };
-    schedule(d, h, false);
+    schedule(d, h, false, {kRegistersI386, kRegistersX8664});
     o << "}\n\n";
     return {o.str(), 4};
 }

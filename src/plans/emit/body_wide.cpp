@@ -20,8 +20,8 @@ std::string wv(int id) { return "w" + std::to_string(id); }
 
 class WidePrinter {
 public:
-    WidePrinter(const KernelDag& k, const WideProgram& w, const std::string& type, int align)
-        : k_(k), d_(k.dag), w_(w), type_(type), align_(align), P_(w.slots),
+    WidePrinter(const KernelDag& k, const WideProgram& w, const std::string& type, int align, int registers)
+        : k_(k), d_(k.dag), w_(w), type_(type), align_(align), registers_(registers), P_(w.slots),
           single_(isSingle(k.desc.type)), L_(single_ ? 4 : 2) {}
 
     BodyInfo print() {
@@ -59,9 +59,10 @@ public:
 
 private:
     // The order of the wide operations: the list schedule of the 16-byte
-    // kernels (emit/schedule.h), each pack placed by the earliest DAG node
-    // it computes; loads and gathers wait until nothing else is ready, so
-    // that each sits right before its first use.
+    // kernels (emit/schedule.h) for the variant's registers, each pack
+    // placed by the earliest DAG node it computes; loads and gathers wait
+    // until nothing else is ready, so that each sits right before its first
+    // use.
     std::vector<int> order() const {
         const std::size_t n = w_.nodes.size();
         ListGraph g;
@@ -78,7 +79,7 @@ private:
             g.key[i] = first >= d_.outputSide() ? first - (1LL << 40) : first;
             g.late[i] = w.kind != WideNode::Apply;
         }
-        return listOrder(g);
+        return listOrder(g, {registers_});
     }
 
     std::string pool() const { return "kW_" + baseName(k_.desc); }
@@ -239,7 +240,7 @@ private:
     const Dag& d_;
     const WideProgram& w_;
     const std::string type_;
-    const int align_, P_;
+    const int align_, registers_, P_;
     const bool single_;
     const int L_;  // lanes of one slot
     std::vector<std::vector<double>> rows_;
@@ -247,8 +248,8 @@ private:
 
 }  // namespace
 
-BodyInfo printWide(const KernelDag& k, const WideProgram& w, const std::string& type, int align) {
-    return WidePrinter(k, w, type, align).print();
+BodyInfo printWide(const KernelDag& k, const WideProgram& w, const std::string& type, int align, int registers) {
+    return WidePrinter(k, w, type, align, registers).print();
 }
 
 }  // namespace qrbgen::plans

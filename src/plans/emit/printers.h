@@ -24,8 +24,9 @@ BodyInfo printSplit32(const KernelDag& k);
 BodyInfo printScalar(const KernelDag& k, const SchemeRow& s, const std::string& helpers = "qrbg");
 
 // A packed kernel as operations of the wide register type `type` (from the
-// instruction set's header), its constant rows aligned to `align` bytes.
-BodyInfo printWide(const KernelDag& k, const WideProgram& w, const std::string& type, int align);
+// instruction set's header), its constant rows aligned to `align` bytes,
+// scheduled for a processor with `registers` vector registers.
+BodyInfo printWide(const KernelDag& k, const WideProgram& w, const std::string& type, int align, int registers);
 
 // The frame around a body: the exported function with its argument tests in
 // order, the flag's scale, the choice of memory form and the unaligned twin.

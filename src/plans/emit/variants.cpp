@@ -49,7 +49,7 @@ std::vector<VariantBuild> buildVariants(const KernelDag& k, const SchemeRow& s) 
             }
             v.slots = chosen->slots;
             v.stats = used.stats();
-            body = printWide(k, used, single ? chosen->type32 : chosen->type64, row.align);
+            body = printWide(k, used, single ? chosen->type32 : chosen->type64, row.align, row.registers);
         }
         v.text = "// " + kernelName(k.desc) + ", " + row.name + " variant: plan " + k.plan + ", " +
                  std::to_string(v.slots) + " slot" + (v.slots > 1 ? "s" : "") + " per register\n" + body.text +
