@@ -18,7 +18,7 @@ import sys
 
 STACK = re.compile(r"\((%[re]sp|%[re]bp)(,[^)]*)?\)")
 VREG = r"%[xyz]mm[0-9]+"
-ARITH = re.compile(r"^v?(add|sub|mul|xor)p[sd]$")
+ARITH = re.compile(r"^v?((add|sub|mul|xor)[ps][sd]|cvt\w+)$")
 
 
 def plain(symbol):
