@@ -49,6 +49,16 @@ inline constexpr SchemeRow kSchemes[] = {
     {SchemeId::Split32fc, "split", Type::C32, 6, 64, true, 0, false, 0, false},
 };
 
+// The packing pass (ir/pack.cpp). Values that meet this soon (in
+// operations) after they are formed are consumed together, and packing them
+// side by side would only force a gather; parallel values stay apart longer.
+inline constexpr int kMinMeet = 2;
+// Instances are run side by side when at least this share of the values of
+// one has a partner in the other.
+inline constexpr double kMinMatch = 0.5;
+// How far apart in the DAG's order the greedy fill looks for partners.
+inline constexpr int kFillWindow = 1024;
+
 // Vector registers of the 16-byte kernels, which both builds compile: the
 // scheduler orders their operations for both register files.
 inline constexpr int kRegistersI386 = 8;
@@ -89,10 +99,15 @@ struct VariantRow {
 // operations as two halves).
 inline constexpr int kDatapathBytes = 32;
 // A gather (a move of whole slots between registers) against one wide
-// operation: it sits on the path from one operation to the next, and the
-// moves across register halves take three cycles. Measured on AMD Zen 4:
-// with 1 the two-slot forms of 10_32fc, 16_32fc, 15_64fc, 27_64fc and
-// 45_64fc were chosen and ran up to 1.5 times slower than one slot.
+// operation, in the cost of a packing and when the pass's fill weighs a
+// pack: it sits on the path from one operation to the next, and the moves
+// across register halves take three cycles. Measured on AMD Zen 4 (best of
+// batches, ns per call of the AVX-512 variant): with 1 the two-slot forms of
+// 10_32fc, 16_32fc, 15_64fc, 27_64fc and 45_64fc were chosen and ran up to
+// 1.5 times slower than one slot; with 1.25, 12_64fc 7.7 -> 8.5, 44_64fc
+// 59.9 -> 62.7, 24_32fc 19.7 -> 21.8; with 3, 30_64fc 25.7 -> 33.5, 40_32fc
+// 26.0 -> 31.9, 48_32fc 32.9 -> 36.0. With 4-slot registers, set
+// kDatapathBytes to 64 on processors with full-width AVX-512 units.
 inline constexpr double kGatherCost = 2.0;
 
 inline constexpr VariantRow kVariants[] = {

@@ -1,5 +1,7 @@
 #include "ir/pack.h"
 
+#include "tunables.h"
+
 #include <algorithm>
 #include <limits>
 #include <map>
@@ -48,18 +50,7 @@ bool isValueOp(Op op) {
     }
 }
 
-// Values that meet this soon (in operations) after they are formed are
-// consumed together, and packing them side by side would only force a
-// gather; parallel values stay apart for longer.
-constexpr int kMinMeet = 2;
 constexpr int kFar = 1 << 20;
-// Instances are run side by side when at least this share of the values of
-// one has a partner in the other.
-constexpr double kMinMatch = 0.5;
-// What a gather costs against a wide operation, when the fill weighs a pack.
-constexpr double kGatherWeight = 2.0;
-// How far apart in the DAG's order the fill looks for partners.
-constexpr int kFillWindow = 1024;
 
 class Bits {
 public:
@@ -701,7 +692,7 @@ private:
             // A pack whose operands must be gathered can cost more than its
             // members one by one.
             std::vector<int> slots = assignSlots(members);
-            if (members.size() > 1 && 1 + gathersFor(slots) * kGatherWeight >= static_cast<double>(members.size())) {
+            if (members.size() > 1 && 1 + gathersFor(slots) * kGatherCost >= static_cast<double>(members.size())) {
                 for (int m : members) newPack(assignSlots({m}));
                 continue;
             }
