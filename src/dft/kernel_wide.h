@@ -15,6 +15,13 @@
 
 #include "qrbgen.h"
 
+// The variants give the bits of the 16-byte kernels only if the compiler
+// keeps every operation as written (and -ffp-contract=off, which the build
+// sets for every source, keeps products out of additions).
+#if defined(__FAST_MATH__)
+#error "the wide kernels must not be compiled with fast-math"
+#endif
+
 #define QRBG_WIDE_INLINE inline __attribute__((always_inline))
 // The scalar bodies use the name of the 16-byte sources.
 #ifndef QRBG_INLINE

@@ -3,7 +3,7 @@
 
 A fixed-size kernel, and a Walsh-Hadamard kernel of an order that has no
 passes over a scratch, has no loop and calls nothing but its own unaligned
-form. The compiler is free to arrange the code, so this is checked on the
+form; no form of a kernel has a fused multiply-add. The compiler is free to arrange the code, so this is checked on the
 machine code: the control-flow graph of each function is built from the
 disassembly and its back edges and calls are listed.
 
@@ -128,6 +128,11 @@ def main():
         loops = back_edges(ins)
         if loops:
             failures.append(f"{name}: {loops} loops")
+        # Same bits on every processor: no kernel form fuses a product into
+        # an addition, whatever instruction set it is compiled for.
+        fused = [op for _, op, _ in ins if re.match(r"^vf(n)?m(add|sub)", op)]
+        if fused:
+            failures.append(f"{name}: fused multiply-adds ({', '.join(sorted(set(fused)))})")
         own_twin = twin_of.get(name)
         # 32-bit position-independent code reads its own address through a
         # thunk; that is no call of anything the kernel computes with.
