@@ -145,7 +145,17 @@ int stackTraffic(const ListGraph& g, const std::vector<int>& order, int register
                 inReg[static_cast<std::size_t>(o)] = 0;
             }
         if (next(v) == kNever) continue;  // stored at once, or unused
-        if (static_cast<int>(regs.size()) >= registers) evict({});
+        if (static_cast<int>(regs.size()) >= registers) {
+            // The new value itself leaves at once if it is used furthest ahead.
+            int far = -1;
+            for (int r : regs) far = std::max(far, next(r));
+            if (next(v) >= far) {
+                stored[static_cast<std::size_t>(v)] = 1;
+                ++traffic;
+                continue;
+            }
+            evict({});
+        }
         regs.push_back(v);
         inReg[static_cast<std::size_t>(v)] = 1;
     }
