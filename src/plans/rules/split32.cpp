@@ -20,6 +20,16 @@ namespace {
 
 constexpr int kLanes = 4;
 
+// The registers of complex values, real and imaginary part of each in turn.
+std::vector<Ref> refs(const std::vector<CVec>& v) {
+    std::vector<Ref> r;
+    for (const CVec& c : v) {
+        r.push_back(c.re);
+        r.push_back(c.im);
+    }
+    return r;
+}
+
 // Complex transforms on split-form vectors: leaves are the real-weighted
 // base networks on the real and the imaginary registers and a join; splits
 // follow rule C (twiddles common to all lanes) and rule G.
@@ -40,17 +50,21 @@ public:
         const SplitMap m = SplitMap::of(p);
         const int a = m.a, b = m.b;
         std::vector<std::vector<CVec>> Y(static_cast<std::size_t>(b));
+        const int firstStage = d_.newGroup();
         for (int n2 = 0; n2 < b; ++n2) {
             std::vector<CVec> col(static_cast<std::size_t>(a));
             for (int n1 = 0; n1 < a; ++n1) col[n1] = z[static_cast<std::size_t>(m.in(n1, n2))];
+            Dag::InstanceScope run(d_, firstStage, refs(col));
             Y[n2] = dft(p.kids[0], col, m.rootA(r));
             if (m.ct)
                 for (int k1 = 1; k1 < a && n2 > 0; ++k1) Y[n2][k1] = twiddle(Y[n2][k1], m.twiddle(r, n2, k1), M);
         }
         std::vector<CVec> X(static_cast<std::size_t>(M));
+        const int secondStage = d_.newGroup();
         for (int k1 = 0; k1 < a; ++k1) {
             std::vector<CVec> col(static_cast<std::size_t>(b));
             for (int n2 = 0; n2 < b; ++n2) col[n2] = Y[n2][k1];
+            Dag::InstanceScope run(d_, secondStage, refs(col));
             std::vector<CVec> W = dft(p.kids[1], col, m.rootB(r));
             for (int k2 = 0; k2 < b; ++k2) X[static_cast<std::size_t>(m.out(k1, k2))] = W[k2];
         }
@@ -95,7 +109,17 @@ private:
             re[i] = z[i].re;
             im[i] = z[i].im;
         }
-        RW wr = net_.R(p, re, r), wi = net_.R(p, im, r);
+        // The real and the imaginary parts run the same network.
+        const int halves = d_.newGroup();
+        RW wr, wi;
+        {
+            Dag::InstanceScope run(d_, halves, re);
+            wr = net_.R(p, re, r);
+        }
+        {
+            Dag::InstanceScope run(d_, halves, im);
+            wi = net_.R(p, im, r);
+        }
         return splitJoin(d_, M, inverse_, wr, wi);
     }
 
@@ -139,9 +163,20 @@ public:
         Y_.assign(static_cast<std::size_t>(m_.a), std::vector<CVec>(static_cast<std::size_t>(chunks_)));
         // Building a chunk's loads right before its transforms keeps them
         // close in the kernel's order.
-        for (int c = 0; c < chunks_; ++c) firstStage(c, loadRows(c));
+        // The chunks of the first stage, and the blocks of the second, are
+        // parallel instances.
+        const int chunkGroup = d_.newGroup();
+        for (int c = 0; c < chunks_; ++c) {
+            Dag::InstanceScope run(d_, chunkGroup, {});
+            firstStage(c, loadRows(c));
+        }
         d_.markOutputSide();
+        const int blockGroup = d_.newGroup();
         for (int j = 0; j < blocks_; ++j) {
+            std::vector<CVec> seeds;
+            for (int c = 0; c < chunks_; ++c)
+                for (int t = 0; t < kLanes; ++t) seeds.push_back(kLanes * j + t < m_.a ? Y_[kLanes * j + t][c] : CVec{});
+            Dag::InstanceScope run(d_, blockGroup, refs(seeds));
             std::vector<CVec> Z = transposeBlock(j);
             if (m_.ct) twiddleRows(j, Z);
             secondStageAndStore(j, Z);
