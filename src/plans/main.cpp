@@ -254,7 +254,8 @@ int main(int argc, char** argv) {
         // how each is packed.
         std::ostringstream vi, vt;
         vi << kGenNote
-           << "// QRBG_VARIANT(exported kernel, type, N, inverse, 16-byte form, variant, variant name,\n"
+           << "// QRBG_VARIANT(exported kernel, kind, type, N, inverse, src elements, dst elements,\n"
+              "//              16-byte form, variant, variant name,\n"
               "//              processor features (two, the same twice where one is enough))\n";
         vt << "# Wide variants of every kernel and their packing; see docs/generator.md.\n"
               "# kernel variant slots wide-operations gathers loads packed-operations 16-byte-operations\n";
@@ -263,8 +264,10 @@ int main(int argc, char** argv) {
             const OpCounts& c = b.counts;
             const int ops16 = c.add + c.sub + c.mul + c.xchg + c.mask + c.shuf;
             for (const VariantBuild& v : b.variants) {
-                vi << "QRBG_VARIANT(" << kernelName(k) << ", " << typeId(k.type) << ", " << k.n << ", "
-                   << (k.inverse ? "true" : "false") << ", " << internalName(k, "sse2") << ", "
+                const KindRow& row = kindRow(k.kind);
+                vi << "QRBG_VARIANT(" << kernelName(k) << ", " << kindId(k.kind) << ", " << typeId(k.type) << ", " << k.n
+                   << ", " << (k.inverse ? "true" : "false") << ", " << row.srcElems(k.n) << ", " << row.dstElems(k.n)
+                   << ", " << internalName(k, "sse2") << ", "
                    << internalName(k, v.row->name) << ", \"" << v.row->name << "\", \"" << v.row->features[0] << "\", \""
                    << (v.row->features[1] ? v.row->features[1] : v.row->features[0]) << "\")\n";
                 vt << kernelName(k) << " " << v.row->name << " " << v.slots << " " << v.stats.applies << " "

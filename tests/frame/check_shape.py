@@ -98,7 +98,7 @@ def main():
     # of them when the library loads; the 16-byte form is <kernel>_sse2.
     sse2_of, variants = {}, []
     if len(sys.argv) > 4:
-        for kernel, sse2, variant in re.findall(r"^QRBG_VARIANT\((\w+), \w+, \d+, \w+, (\w+), (\w+),",
+        for kernel, sse2, variant in re.findall(r"^QRBG_VARIANT\((\w+), \w+, \w+, \d+, \w+, \d+, \d+, (\w+), (\w+),",
                                                 open(sys.argv[4]).read(), re.M):
             sse2_of[kernel] = sse2
             variants.append(variant)

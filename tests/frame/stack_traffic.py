@@ -73,7 +73,7 @@ def main():
     for k in kernels:
         forms[k] = [k, "owng" + k[4:] + "_unaligned"]
     if len(args) > 3:
-        for kernel, sse2, variant in re.findall(r"^QRBG_VARIANT\((\w+), \w+, \d+, \w+, (\w+), (\w+),",
+        for kernel, sse2, variant in re.findall(r"^QRBG_VARIANT\((\w+), \w+, \w+, \d+, \w+, \d+, \d+, (\w+), (\w+),",
                                                 open(args[3]).read(), re.M):
             if kernel in forms:
                 if sse2 not in forms[kernel]:

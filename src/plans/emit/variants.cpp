@@ -6,7 +6,10 @@
 
 namespace qrbgen::plans {
 
-bool hasVariants(const KernelDesc& k) { return k.kind == Kind::CToC; }
+// Every generated kernel: the vector ones packed into wider registers, the
+// scalar ones (the small 32fc kernels, the real and Hartley families) in the
+// three-operand encoding, which needs no register copies.
+bool hasVariants(const KernelDesc&) { return true; }
 
 namespace {
 
@@ -21,7 +24,7 @@ double cost(const WideProgram::Stats& s, int slots) {
 std::vector<VariantBuild> buildVariants(const KernelDag& k, const SchemeRow& s) {
     std::vector<VariantBuild> out;
     if (!hasVariants(k.desc)) return out;
-    const bool scalar = s.id == SchemeId::Scalar32fc;
+    const bool scalar = s.id == SchemeId::Scalar32fc || s.id == SchemeId::Scalar64f || s.id == SchemeId::Scalar32f;
     const bool single = isSingle(k.desc.type);
     for (const VariantRow& row : kVariants) {
         VariantBuild v{&row, 1, {}, {}};

@@ -17,7 +17,7 @@ struct VariantBuild {
     std::string text;  // body and frame, for kernels/len_NN_<name>.cpp
 };
 
-// Whether a kernel kind has wide variants (the complex kernels).
+// Whether a kernel has wide variants.
 bool hasVariants(const KernelDesc& k);
 
 // The variants of a kernel, narrowest first.

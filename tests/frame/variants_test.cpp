@@ -1,4 +1,4 @@
-// Every wide variant of every complex kernel, called directly (not through
+// Every wide variant of every kernel, called directly (not through
 // the exported name, which the loader binds to one of them), against the
 // kernel's 16-byte form bit for bit: random and structured inputs, all four
 // flags, arrays at every offset from a 16-byte boundary, in place and out of
@@ -6,6 +6,7 @@
 // variant that this processor cannot run is reported as skipped.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <string>
 #include <vector>
@@ -17,9 +18,11 @@ using namespace qrbtest;
 
 using C32 = Qrbg32fc;
 using C64 = Qrbg64fc;
+using F32 = Qrbg32f;
+using F64 = Qrbg64f;
 
-#define QRBG_VARIANT(kernel, type, n, inverse, sse2, variant, name, feature, feature2) \
-    extern "C" Status sse2(const type*, type*, int32_t);                               \
+#define QRBG_VARIANT(kernel, kind, type, n, inverse, se, de, sse2, variant, name, feature, feature2) \
+    extern "C" Status sse2(const type*, type*, int32_t);                                           \
     extern "C" Status variant(const type*, type*, int32_t);
 #include "variants.inc"
 #undef QRBG_VARIANT
@@ -38,16 +41,29 @@ struct VariantCase {
     const char* name;
     bool single;
     int n;
+    std::size_t elem;      // bytes of one element
+    int srcElems, dstElems;
     Invoke sse2, variant;
     bool (*runs)();  // whether this processor has the variant's instruction set
-    std::size_t bytes() const { return (single ? 8u : 16u) * static_cast<std::size_t>(n); }
+    // The arrays hold the longer of the two, so that in place works too.
+    std::size_t bytes() const { return elem * static_cast<std::size_t>(std::max(srcElems, dstElems)); }
+    std::size_t dstBytes() const { return elem * static_cast<std::size_t>(dstElems); }
     std::size_t realBytes() const { return single ? 4u : 8u; }
 };
 
-#define QRBG_VARIANT(kernel, type, n, inverse, sse2, variant, name, feature, feature2)                        \
-    VariantCase{#kernel, name, std::is_same_v<type, C32>, n, invoke<type, sse2>, invoke<type, variant>, [] { \
-                    __builtin_cpu_init();                                                                     \
-                    return __builtin_cpu_supports(feature) && __builtin_cpu_supports(feature2);               \
+#define QRBG_VARIANT(kernel, kind, type, n, inverse, se, de, sse2, variant, name, feature, feature2)         \
+    VariantCase{#kernel,                                                                                     \
+                name,                                                                                        \
+                std::is_same_v<type, C32> || std::is_same_v<type, F32>,                                      \
+                n,                                                                                           \
+                sizeof(type),                                                                                \
+                se,                                                                                          \
+                de,                                                                                          \
+                invoke<type, sse2>,                                                                          \
+                invoke<type, variant>,                                                                       \
+                [] {                                                                                         \
+                    __builtin_cpu_init();                                                                    \
+                    return __builtin_cpu_supports(feature) && __builtin_cpu_supports(feature2);              \
                 }},
 const VariantCase kCases[] = {
 #include "variants.inc"
@@ -92,7 +108,7 @@ std::vector<unsigned char> run(Invoke f, const VariantCase& c, const std::vector
     Buffer s(c.bytes(), 0), d(c.bytes(), 0);
     std::memcpy(s.data(), x.data(), x.size());
     EXPECT_EQ(f(s.data(), d.data(), flag), StatusOk);
-    return {d.data(), d.data() + c.bytes()};
+    return {d.data(), d.data() + c.dstBytes()};
 }
 
 class WideVariant : public testing::TestWithParam<VariantCase> {};
