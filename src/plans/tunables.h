@@ -30,9 +30,10 @@ struct SchemeRow {
     // Lane moves of the scale broadcast; -1 when the scale stays a scalar.
     // The vector schemes load the scale ready-made from a pool row: 0.
     int splatMoves;
-    // Every load at the top of the kernel, for kernels in which an output
-    // does not depend on every input slot (the scalar kernels split a value
-    // into its real and imaginary part).
+    // Every load at the top of the kernel. Otherwise a load sits right
+    // before its first use, which keeps fewer values alive at once: the
+    // long real networks then fit their frames (stores wait for the last
+    // load either way, so src == dst stays safe).
     bool loadsFirst;
 };
 
@@ -50,8 +51,8 @@ inline constexpr SchemeRow kSchemes[] = {
     // Real, inverse real and Hartley kernels: scalar, single elements move
     // at any address. An output need not depend on every input (I(k) does
     // not on x[0]), so the loads go to the top.
-    {SchemeId::Scalar64f, "scalar", Type::F64, 2, 64, false, 0, false, -1, true},
-    {SchemeId::Scalar32f, "scalar", Type::F32, 2, 64, false, 0, false, -1, true},
+    {SchemeId::Scalar64f, "scalar", Type::F64, 2, 64, false, 0, false, -1, false},
+    {SchemeId::Scalar32f, "scalar", Type::F32, 2, 64, false, 0, false, -1, false},
 };
 
 // The packing pass (ir/pack.cpp). Values that meet this soon (in

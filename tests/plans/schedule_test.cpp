@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <string>
 
 #include "emit/schedule.h"
 
@@ -55,4 +56,27 @@ TEST(Schedule, OutputSideFirst) {
     g.late = {0, 0, 0, 0};
     const std::vector<int> order = listOrder(g, {16});
     EXPECT_EQ(order, (std::vector<int>{2, 3, 0, 1}));
+}
+
+TEST(Schedule, StoresWaitForTheLastLoad) {
+    // y0 = x0 * s needs only the first input; y1 = (x0 + x1) * s needs the
+    // second, which is loaded late. y0 is ready first, yet its store must
+    // follow the load of x1, or an in-place call would read a result.
+    for (bool loadsFirst : {false, true}) {
+        Dag d;
+        const Ref x0 = d.input(0);
+        d.output(0, d.scale(x0));
+        const Ref x1 = d.input(1);
+        d.output(1, d.scale(d.add(x0, x1)));
+        std::vector<std::string> events;
+        ScheduleHooks h;
+        h.node = [&](int) {};
+        h.load = [&](int id) { events.push_back("load" + std::to_string(d.node(id).imm)); };
+        h.store = [&](const Output& o) { events.push_back("store" + std::to_string(o.slot)); };
+        schedule(d, h, loadsFirst, {8});
+        ASSERT_EQ(events.size(), 4u);
+        const auto at = [&](const std::string& e) { return std::find(events.begin(), events.end(), e) - events.begin(); };
+        EXPECT_LT(at("load1"), at("store0")) << "loadsFirst " << loadsFirst;
+        EXPECT_LT(at("load1"), at("store1"));
+    }
 }

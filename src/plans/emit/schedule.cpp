@@ -224,18 +224,24 @@ void schedule(const Dag& d, const ScheduleHooks& hooks, bool loadsFirst, const s
     } else {
         order = listOrder(g, registers);
     }
-    bool stored = false;
-    for (int v : order) {
-        const int id = ids[static_cast<std::size_t>(v)];
-        if (d.node(id).op == Op::Input) {
-            if (stored) throw std::logic_error("a load would follow a store");
-            hooks.load(id);
-        } else {
-            hooks.node(id);
-        }
+    // A store waits until every load has been made, so that src == dst is
+    // safe also where an output does not depend on every input.
+    std::size_t lastLoad = 0;
+    for (std::size_t i = 0; i < order.size(); ++i)
+        if (d.node(ids[static_cast<std::size_t>(order[i])]).op == Op::Input) lastLoad = i;
+    std::vector<int> held;
+    auto store = [&](int id) { hooks.store(d.outputs()[static_cast<std::size_t>(outIndex[static_cast<std::size_t>(id)])]); };
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        const int id = ids[static_cast<std::size_t>(order[i])];
+        if (d.node(id).op == Op::Input) hooks.load(id);
+        else hooks.node(id);
         if (outIndex[static_cast<std::size_t>(id)] >= 0) {
-            hooks.store(d.outputs()[static_cast<std::size_t>(outIndex[static_cast<std::size_t>(id)])]);
-            stored = true;
+            if (i < lastLoad) held.push_back(id);
+            else store(id);
+        }
+        if (i == lastLoad) {
+            for (int h : held) store(h);
+            held.clear();
         }
     }
 }

@@ -17,11 +17,9 @@ struct ScheduleHooks {
 // goes first as soon as it is ready, so results leave the registers early;
 // the network follows its creation order, which walks the plan stage by
 // stage and sub-transform by sub-transform; a load is taken only when
-// nothing else is ready, so it sits right before its first use. Every
-// output of a transform depends on every input, so all loads still come
-// before the first store, which keeps src == dst safe; the scheduler checks
-// it. With loadsFirst every load is emitted at the top instead (for kernels
-// in which an output does not depend on every input slot).
+// nothing else is ready, so it sits right before its first use. A store
+// waits until the last load has been made, which keeps src == dst safe.
+// With loadsFirst every load is emitted at the top instead.
 //
 // Where the order among the rest is free, two policies compete (see
 // listOrder) and the one that a register allocator with `registers`
