@@ -129,7 +129,7 @@ namespace {
 // Complex lengths whose prime forms are not generated yet.
 // Complex lengths whose stand-alone prime forms (complex Rader, chirp) are
 // not generated yet.
-const int kPending32fc[] = {7, 11, 13, 17, 19, 23, 29, 31, 37, 41, 43, 47, 53, 59, 61};
+const int kPending32fc[] = {47, 59};
 }  // namespace
 
 bool pending(const KernelDesc& k) {
