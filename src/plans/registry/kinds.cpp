@@ -125,23 +125,14 @@ std::vector<KernelDesc> allKernels() {
     return all;
 }
 
-namespace {
-// Complex lengths whose prime forms are not generated yet.
-// Complex lengths whose stand-alone prime forms (complex Rader, chirp) are
-// not generated yet.
-const int kPending32fc[] = {47, 59};
-}  // namespace
-
 bool pending(const KernelDesc& k) {
     switch (k.kind) {
-        case Kind::CToC: break;
+        case Kind::CToC:
         case Kind::RToCCS:
         case Kind::RToPack:
         case Kind::RToPerm: return false;
         default: return true;  // the inverse real and Hartley families follow
     }
-    return k.type == Type::C32 &&
-           std::find(std::begin(kPending32fc), std::end(kPending32fc), k.n) != std::end(kPending32fc);
 }
 
 }  // namespace qrbgen::plans

@@ -117,8 +117,4 @@ KernelDag buildRader32fc(const KernelDesc& k, const SchemeRow& s, const std::str
     return kd;
 }
 
-KernelDag buildChirp32fc(const KernelDesc&, const SchemeRow&, const std::string& planText) {
-    throw std::invalid_argument("chirp form not built yet: " + planText);
-}
-
 }  // namespace qrbgen::plans

@@ -24,9 +24,12 @@ const ComplexRaderRow kComplexRader[] = {
     {61, 2, "C(4,G(5,3))", "C(G(5,3),4)"},
 };
 
+// The first transform starts with a 3-point (L = 96) or 4-point (L = 128)
+// step at stride 32 elements, of which only the first two inputs can hold
+// data, and goes on by radix 2.
 const ChirpRow kChirp[] = {
-    {47, 96, "C(3,C(2,4))", "C(C(4,2),3)"},
-    {59, 128, "C(4,C(4,2))", "C(C(4,2),4)"},
+    {47, 96, "G(3,8)", "C(2,G(4,3))"},
+    {59, 128, "C(4,8)", "C(8,4)"},
 };
 
 }  // namespace

@@ -18,8 +18,9 @@ struct ComplexRaderRow {
 };
 
 // Chirp form of a prime p: two transforms of length L on rows of four
-// consecutive elements, each a split (L/4, 4) or (4, L/4) whose L/4-point
-// stage across rows has the plan `rows` (input side first) and `rowsBack`.
+// consecutive elements, the splits (L/4, 4) forward and (4, L/4) back. The
+// stage across the rows has the plan `rows` in the first, on the filled
+// rows, and `rowsBack` in the second, for the rows that hold outputs.
 struct ChirpRow {
     int p;
     int L;
