@@ -54,13 +54,6 @@ public:
         }
     }
 
-    // The output X[0] = x[0] + Y[0], in lane 0 of its registers.
-    void storeZero() {
-        k_.layout.stores.push_back(Move{0, -1});
-        const Ref w = d_.shuf(UnpackLo, positive(x0sum_.re), positive(x0sum_.im));
-        d_.output(static_cast<int>(k_.layout.stores.size() - 1), d_.scale(w));
-    }
-
 protected:
     int inputElement(int row, int lane) const override {
         return lane < b_ ? static_cast<int>(powMod(g_, m1_.in(row, lane), p_)) : -1;
@@ -85,7 +78,9 @@ protected:
         const Ref v = d_.input(static_cast<int>(k_.layout.loads.size() - 1), LoadPlain);
         const CVec x0{d_.mulK(lane0, d_.shuf(ShufEven, v, v)), d_.mulK(lane0, d_.shuf(ShufOdd, v, v))};
         const CVec y0{d_.mulK(lane0, y.re), d_.mulK(lane0, y.im)};
-        x0sum_ = {d_.add(x0.re, y0.re), d_.add(x0.im, y0.im)};
+        const Ref sumRe = positive(d_.add(x0.re, y0.re)), sumIm = positive(d_.add(x0.im, y0.im));
+        k_.layout.stores.push_back(Move{0, -1});
+        d_.output(static_cast<int>(k_.layout.stores.size() - 1), d_.scale(d_.shuf(UnpackLo, sumRe, sumIm)));
         return {d_.add(z.re, x0.re), d_.add(z.im, x0.im)};
     }
 
@@ -93,7 +88,6 @@ private:
     const int p_, g_;
     const long ginv_;
     std::vector<double> betaRe_, betaIm_;
-    CVec x0sum_;
 };
 
 }  // namespace
@@ -105,9 +99,7 @@ KernelDag buildRader32fc(const KernelDesc& k, const SchemeRow& s, const std::str
     if (plan.kind != PlanNode::Rader || row == nullptr)
         throw std::invalid_argument("no complex Rader form for " + planText);
     kd.dag.splatScale(s.splatMoves);
-    ComplexRader r(kd, *row);
-    r.build();
-    r.storeZero();
+    ComplexRader(kd, *row).build();
     // A prime network inside a half chains products: merging them saves
     // products.
     if (hasPrimeNetwork(parsePlan(row->first)) || hasPrimeNetwork(parsePlan(row->second))) {
