@@ -20,7 +20,7 @@ static void print_array(const char* name, const double* v, int len) {
 
 void demo_real(void) {
     const double pi = 3.14159265358979323846;
-    double x[N], ccs[N + 2], pack[N], perm[N];
+    double x[N], ccs[N + 2], pack[N], perm[N], back[N], err = 0.0;
     float xf[N], packf[N];
     int n, st;
 
@@ -43,4 +43,17 @@ void demo_real(void) {
      * rounded by the single-precision rule. */
     st = qrbgDFTFwd_RToPack_12_32f(xf, packf, ScaleFwdByN);
     printf("\n32f Pack (status %d): R2 = %.7f, I3 = %.7f\n", st, packf[3], packf[6]);
+
+    /* Back from the CCS spectrum with the same flag: the signal again. The
+     * general entry takes the length as an argument. */
+    st = qrbgDFTInv_CCSToR_64f(ccs, back, N, ScaleFwdByN);
+    for (n = 0; n < N; ++n)
+        if (fabs(back[n] - x[n]) > err) err = fabs(back[n] - x[n]);
+    printf("Inverse through the general entry (status %d): largest error %.2g\n", st, err);
+
+    /* The Hartley transform, cos + sin: R(k) - I(k) of the spectrum above. */
+    st = qrbgHartley_12_64f(x, back, ScaleFwdByN);
+    printf("Hartley (status %d):", st);
+    for (n = 0; n < N; ++n) printf(" %+5.2f", fabs(back[n]) < 5e-16 ? 0.0 : back[n]);
+    printf("\n");
 }

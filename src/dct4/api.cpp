@@ -1,6 +1,7 @@
 // The ten exported DCT-IV operations: size, build (in a caller's block or in
 // one from qrbMalloc), compute and release, in single and double precision.
 #include "nodes.h"
+#include "qrbg_simd.h"
 #include "qrbgen.h"
 
 namespace qrbg::dct4 {
@@ -11,11 +12,14 @@ namespace {
 // so its figure suffices at any alignment of the block.
 constexpr std::uintptr_t kHeader = 64;
 
+// The caller's out-pointers may sit at any address; they are written as
+// bytes.
 template <class T>
 Status getSize(I32 len, I32* pSize) {
+    if (!pSize) return StatusNullPointer;
     const I32 s = Ops<T>::env1_mem(len);
     if (s < 0) return StatusBadSize;
-    *pSize = s + static_cast<I32>(kHeader);
+    st1(pSize, s + static_cast<I32>(kHeader));
     return StatusOk;
 }
 
@@ -31,9 +35,10 @@ Status init(Dct4Spec** ppSpec, I32 len, std::uint8_t* pMem) {
     if (st != StatusOk) {
         Ops<T>::env1_del(root);
         qrbgArenaFree(arena, root, sizeof(Env1));
+        Ops<T>::forget(root);
         return st;
     }
-    *ppSpec = reinterpret_cast<Dct4Spec*>(root);
+    st1(ppSpec, reinterpret_cast<Dct4Spec*>(root));
     return StatusOk;
 }
 
@@ -48,13 +53,21 @@ Status initAlloc(Dct4Spec** ppSpec, I32 len) {
     return st;
 }
 
+// Free and compute take only a plan they recognise as one of their own
+// precision (Ops::recognise); anything else is StatusBadRule, with nothing
+// called, written or released.
 template <class T>
 Status release(Dct4Spec* pSpec) {
     if (!pSpec) return StatusNullPointer;
     auto* root = reinterpret_cast<Env1*>(pSpec);
+    if (!Ops<T>::recognise(root)) return StatusBadRule;
     Arena* arena = root->h.arena;
-    Ops<T>::env1_del(root);
+    Ops<T>::env1_del(root);  // through the destructor that recognise compared
     qrbgArenaFree(arena, root, sizeof(Env1));
+    // The block leaves with a root that no check recognises: a second Free,
+    // or a compute through the stale pointer, is refused for as long as the
+    // allocator has not handed the memory out again.
+    Ops<T>::forget(root);
     qrbFree(arena);
     return StatusOk;
 }
@@ -62,7 +75,9 @@ Status release(Dct4Spec* pSpec) {
 template <class T>
 Status transform(const T* pSrc, T* pDst, const Dct4Spec* pSpec) {
     if (!pSpec || !pSrc || !pDst) return StatusNullPointer;
-    return Ops<T>::compute(pSrc, pDst, reinterpret_cast<const Env1*>(pSpec));
+    const auto* root = reinterpret_cast<const Env1*>(pSpec);
+    if (!Ops<T>::recognise(root)) return StatusBadRule;
+    return Ops<T>::compute(pSrc, pDst, root);
 }
 
 }  // namespace

@@ -43,11 +43,13 @@ void* EnvList_get(const EnvList* head, std::int32_t index) {
     return head ? head->item : nullptr;
 }
 
-void EnvList_freeChildren(EnvList* head) {
+void EnvList_freeChildren(EnvList* head) { EnvList_freeKnownChildren(head, nullptr); }
+
+void EnvList_freeKnownChildren(EnvList* head, bool (*known)(DelFn)) {
     for (EnvList* node = head; node; node = node->next) {
         if (!node->item) continue;
         auto* h = static_cast<EnvHead*>(node->item);
-        h->del(h);
+        if (!known || known(h->del)) h->del(h);
         qrbgArenaFree(node->arena, h, h->size);
     }
 }

@@ -56,6 +56,10 @@ constexpr std::int32_t EnvList_add_mem(std::int32_t n) {
 }
 void* EnvList_get(const EnvList* head, std::int32_t index);
 void EnvList_freeChildren(EnvList* head);
+// The same for a teardown that calls no destructor it does not know: an
+// element whose `del` is not accepted by `known` is given back to the arena
+// without being called.
+void EnvList_freeKnownChildren(EnvList* head, bool (*known)(DelFn));
 void EnvList___del__(EnvList* head);
 
 // A list head taken from the arena, and its release (nodes first, head last).

@@ -373,9 +373,8 @@ struct DirTw {
         Tab t{};
         for (int q = 0; q < K; ++q)
             for (int c = 0; c < m; ++c) {
-                const long double x = static_cast<long double>((2 * q + 1) * (2 * c + 1)) / (4 * N);
-                t.c[q][c] = cpi<T>(x);
-                t.s[q][c] = spi<T>(x);
+                t.c[q][c] = cpi<T>((2 * q + 1) * (2 * c + 1), 4 * N);
+                t.s[q][c] = spi<T>((2 * q + 1) * (2 * c + 1), 4 * N);
             }
         return t;
     }();
@@ -396,7 +395,7 @@ void directKernel(const T* x, T* y) {
 #pragma GCC unroll 16
         for (int i = 0; i < L; ++i) {
             const int p = c + 2 * m * i;
-            v[i] = p < N ? V{x[p]} : V{-x[2 * N - 1 - p]};
+            v[i] = p < N ? V::loadu(x + p) : V::loadu(x + 2 * N - 1 - p).neg();
         }
         H<V, L, 1>(v, G[c]);
     }
@@ -408,35 +407,35 @@ void directKernel(const T* x, T* y) {
         for (int c = 0; c < m; ++c) z[c] = rotc(G[c][q], Tw::tab.c[q][c], Tw::tab.s[q][c]);
         Tk<V, m, false>(z, v);
 #pragma GCC unroll 8
-        for (int t = 0; t < m; ++t) y[q + L * t] = v[t].v;
+        for (int t = 0; t < m; ++t) v[t].storeu(y + q + L * t);
 #pragma GCC unroll 8
-        for (int t = 1; t <= m; ++t) y[L - 1 - q + L * (t - 1)] = -v[2 * m - t].v;
+        for (int t = 1; t <= m; ++t) v[2 * m - t].neg().storeu(y + L - 1 - q + L * (t - 1));
     }
 }
 
 template <class T>
 void direct2(const T* x, T* y) {
-    constexpr T c = cpi<T>(1.0L / 8), s = spi<T>(1.0L / 8);
-    const T x0 = x[0], x1 = x[1];
-    y[0] = c * x0 + s * x1;
-    y[1] = s * x0 - c * x1;
+    constexpr T c = cpi<T>(1, 8), s = spi<T>(1, 8);
+    const T x0 = ld1(x), x1 = ld1(x + 1);
+    st1(y, c * x0 + s * x1);
+    st1(y + 1, s * x0 - c * x1);
 }
 
 // N = 4: the two rotations by 7 pi/16 and 5 pi/16 in three lifting steps
 // each (tangent of the half angle, sine of the angle), then one butterfly.
 template <class T>
 void direct4(const T* x, T* y) {
-    constexpr T t0 = static_cast<T>(__builtin_tanl(kPiL * 7 / 32)), s0 = spi<T>(7.0L / 16);
-    constexpr T t1 = static_cast<T>(__builtin_tanl(kPiL * 5 / 32)), s1 = spi<T>(5.0L / 16);
+    constexpr T t0 = tpi<T>(7, 32), s0 = spi<T>(7, 16);
+    constexpr T t1 = tpi<T>(5, 32), s1 = spi<T>(5, 16);
     constexpr T h = kH<T>;
-    const T a = x[0], b = x[3], c = x[1], d = x[2];
+    const T a = ld1(x), b = ld1(x + 3), c = ld1(x + 1), d = ld1(x + 2);
     const T a1 = a - t0 * b, P0 = b + s0 * a1, Q0 = a1 - t0 * P0;
     const T c1 = c - t1 * d, P1 = d + s1 * c1, Q1 = c1 - t1 * P1;
     const T dp = h * (P0 - P1), sq = h * (Q0 + Q1);
-    y[0] = P0 + P1;
-    y[1] = dp + sq;
-    y[2] = dp - sq;
-    y[3] = Q0 - Q1;
+    st1(y, P0 + P1);
+    st1(y + 1, dp + sq);
+    st1(y + 2, dp - sq);
+    st1(y + 3, Q0 - Q1);
 }
 
 }  // namespace
@@ -452,8 +451,26 @@ void Ops<T>::direct(I32 rule, const T* src, T* dst) {
     }
 }
 
+namespace {
+
+// The first record of a list, if it is a node of kind k of this
+// precision; otherwise null, which compute answers with StatusBadRule.
+template <class T, class R>
+const R* childOf(const EnvList* list, I32 k) {
+    const auto* r = static_cast<const R*>(EnvList_get(list, 0));
+    return r && r->h.del == Ops<T>::kindDel(k) ? r : nullptr;
+}
+
+}  // namespace
+
+// Every operation tests its own rule and its children before it does any
+// work, and hands a child's failure up unchanged: a plan whose tree was
+// damaged answers StatusBadRule, and the destination, which only the last
+// stage writes, stays untouched.
+
 template <class T>
 Status Ops<T>::env4_compute(const Env4* e, T* dst, const T* in) {
+    if (!e->table) return StatusBadRule;
     switch (e->rule) {
         case 4: env4Kernels<T, 8>(e, dst, in); return StatusOk;
         case 5: env4Kernels<T, 16>(e, dst, in); return StatusOk;
@@ -464,6 +481,7 @@ Status Ops<T>::env4_compute(const Env4* e, T* dst, const T* in) {
 
 template <class T>
 Status Ops<T>::env8_compute(const Env8* e, T* out, const T* in, I32 o, I32 groups) {
+    if (!e->table) return StatusBadRule;
     switch (e->rule) {
         case 3: env8Kernels<T, 8>(e, out, in, o, groups); return StatusOk;
         case 4: env8Kernels<T, 16>(e, out, in, o, groups); return StatusOk;
@@ -477,8 +495,12 @@ Status Ops<T>::env9_compute(const Env9* e, T* out, const T* src, I32 a, I32 b, I
     if (e->rule < 1 || e->rule > 7) return StatusBadRule;
     const I32 mp = e->mp, S = e->S, M = e->M;
     if (e->rule == 7) {
-        const auto* child = static_cast<const Env7*>(EnvList_get(e->stage, 0));
-        for (I32 j = 0; j < mp; ++j) env7_compute(child, out, src, a + j * S, b - 2 * j * S, o + j * M, groups);
+        const auto* child = childOf<T, Env7>(e->stage, 7);
+        if (!child) return StatusBadRule;
+        for (I32 j = 0; j < mp; ++j)
+            if (const Status st = env7_compute(child, out, src, a + j * S, b - 2 * j * S, o + j * M, groups);
+                st != StatusOk)
+                return st;
         return StatusOk;
     }
     const HGroupFn<T> fn = HTable<T>::fn[e->rule];
@@ -493,8 +515,11 @@ template <class T>
 Status Ops<T>::env7_compute(const Env7* e, T* out, const T* src, I32 a, I32 b, I32 o, I32 groups) {
     if (e->rule != 1) return StatusBadRule;
     T* buf = static_cast<T*>(e->buffer);
-    env9_compute(static_cast<const Env9*>(EnvList_get(e->stage9, 0)), buf, src, a, b, o, groups);
-    return env8_compute(static_cast<const Env8*>(EnvList_get(e->stage8, 0)), out, buf, o, groups);
+    const auto* e9 = childOf<T, Env9>(e->stage9, 9);
+    const auto* e8 = childOf<T, Env8>(e->stage8, 8);
+    if (!buf || !e9 || !e8) return StatusBadRule;
+    if (const Status st = env9_compute(e9, buf, src, a, b, o, groups); st != StatusOk) return st;
+    return env8_compute(e8, out, buf, o, groups);
 }
 
 template <class T>
@@ -503,8 +528,9 @@ Status Ops<T>::env5_compute(const Env5* e, T* out, const T* src) {
     const I32 twoNm1 = e->twoNm1;
     // Column group g has its sequences at a = nu g, mirrored at 2N-1-nu g.
     if (e->rule == 7) {
-        env7_compute(static_cast<const Env7*>(EnvList_get(e->stage, 0)), out, src, 0, twoNm1, 0, e->groups);
-        return StatusOk;
+        const auto* child = childOf<T, Env7>(e->stage, 7);
+        if (!child) return StatusBadRule;
+        return env7_compute(child, out, src, 0, twoNm1, 0, e->groups);
     }
     HTable<T>::fn[e->rule](out, e->M, src, 0, twoNm1, e->S, 0, e->groups, streamed<T>(e->N));
     return StatusOk;
@@ -518,12 +544,15 @@ Status Ops<T>::compute(const T* src, T* dst, const Env1* spec) {
     }
     if (spec->rule != 6) return StatusBadRule;
     T* buf = static_cast<T*>(spec->buffer);
-    const auto* e3 = static_cast<const Env3*>(EnvList_get(spec->firstStage, 0));
-    env5_compute(static_cast<const Env5*>(EnvList_get(e3->stage, 0)), buf, src);
-    const auto* e2 = static_cast<const Env2*>(EnvList_get(spec->lastStage, 0));
-    env4_compute(static_cast<const Env4*>(EnvList_get(e2->stage, 0)), dst, buf);
+    const auto* e3 = childOf<T, Env3>(spec->firstStage, 3);
+    const auto* e2 = childOf<T, Env2>(spec->lastStage, 2);
+    const auto* e5 = e3 ? childOf<T, Env5>(e3->stage, 5) : nullptr;
+    const auto* e4 = e2 ? childOf<T, Env4>(e2->stage, 4) : nullptr;
+    if (!buf || !e5 || !e4) return StatusBadRule;
+    if (const Status st = env5_compute(e5, buf, src); st != StatusOk) return st;
+    const Status st = env4_compute(e4, dst, buf);
     _mm_sfence();  // streamed lines are ordered before whatever the caller does next
-    return StatusOk;
+    return st;
 }
 
 }  // namespace qrbg::dct4

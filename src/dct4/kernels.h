@@ -4,24 +4,15 @@
 //
 // Every kernel is a template over the vector type and its size, fully
 // unrolled by the compiler; its constants are cosines and sines evaluated at
-// compile time in extended precision and rounded once to the element type.
+// compile time in double-double arithmetic and rounded once to the element
+// type (constants.h).
 #pragma once
 
+#include "constants.h"
 #include "simd.h"
 
 namespace qrbg::dct4 {
 
-constexpr long double kPiL = 3.141592653589793238462643383279502884L;
-
-// cos and sin of pi x, rounded once to T.
-template <class T>
-constexpr T cpi(long double x) {
-    return static_cast<T>(__builtin_cosl(kPiL * x));
-}
-template <class T>
-constexpr T spi(long double x) {
-    return static_cast<T>(__builtin_sinl(kPiL * x));
-}
 template <class T>
 constexpr T kH = static_cast<T>(0.7071067811865475244008443621048490393L);  // sqrt(1/2)
 
@@ -60,9 +51,8 @@ struct HTw {
         Tab t{};
         for (int p = 0; p < n / 2; ++p)
             for (int a = 1; a < r; ++a) {
-                const long double x = static_cast<long double>((2 * p + 1) * a) / L;
-                t.c[p][a] = cpi<T>(x);
-                t.s[p][a] = spi<T>(x);
+                t.c[p][a] = cpi<T>((2 * p + 1) * a, L);
+                t.s[p][a] = spi<T>((2 * p + 1) * a, L);
             }
         return t;
     }();
@@ -120,9 +110,8 @@ struct TTw {
         Tab t{};
         for (int c = 0; c < cnt; ++c)
             for (int k = 1; k <= (radix4 ? 3 : 1); ++k) {
-                const long double x = static_cast<long double>((2 * c + 1) * k) / (2 * m);
-                t.c[c][k] = cpi<T>(x);
-                t.s[c][k] = spi<T>(x);
+                t.c[c][k] = cpi<T>((2 * c + 1) * k, 2 * m);
+                t.s[c][k] = spi<T>((2 * c + 1) * k, 2 * m);
             }
         return t;
     }();

@@ -98,6 +98,13 @@ struct Env9 {
     I32 nu;
 };
 
+// The root operations of each precision, under their flat names: what the
+// head of a root built by Init holds.
+void owngDCT4_32fw7_env1___del__(void*);
+Status owngDCT4_32fw7_env1_plan(void*);
+void owngDCT4_64fw7_env1___del__(void*);
+Status owngDCT4_64fw7_env1_plan(void*);
+
 // Operations of one precision. T is float or double.
 template <class T>
 struct Ops {
@@ -114,6 +121,37 @@ struct Ops {
     static void env1_init(Env1* e, Arena* arena, I32 len);
     static Status env1_plan(Env1* e);
     static void env1_del(Env1* e);
+
+    // True when e is the root of a plan of this precision as Init leaves
+    // it: at the start of its arena, with this precision's env1 operations,
+    // a rule in range and the length of that rule. Reads nothing from an
+    // address that is not a multiple of 32, where no root can be. Inline:
+    // compute of the direct lengths takes only a few nanoseconds.
+    static bool recognise(const Env1* e) {
+        const auto addr = reinterpret_cast<std::uintptr_t>(e);
+        if (addr % 32 != 0) return false;
+        constexpr DelFn del = sizeof(T) == 4 ? owngDCT4_32fw7_env1___del__ : owngDCT4_64fw7_env1___del__;
+        constexpr Status (*plan)(void*) = sizeof(T) == 4 ? owngDCT4_32fw7_env1_plan : owngDCT4_64fw7_env1_plan;
+        if (e->h.del != del || e->h.op != reinterpret_cast<AnyFn>(plan) ||
+            e->h.size != static_cast<I32>(sizeof(Env1)))
+            return false;
+        // The root is the arena's first record, 33 to 64 bytes into its block.
+        const auto block = reinterpret_cast<std::uintptr_t>(e->h.arena);
+        if (addr != block + 64 - block % 32) return false;
+        const I32 rule = e->rule, len = e->len;
+        if (rule >= 1 && rule <= 5) return len == (2 << (rule - 1));
+        return rule == 6 && len >= 64 && len <= maxLen && (len & (len - 1)) == 0;
+    }
+    // Makes a root unrecognisable, so that a stale pointer to a released
+    // plan is refused.
+    static void forget(Env1* e) {
+        e->h.del = nullptr;
+        e->h.op = nullptr;
+        e->rule = 0;
+    }
+    // The destructor of node kind k (1 to 9) of this precision: what a
+    // record of that kind carries in its head.
+    static DelFn kindDel(I32 k);
 
     static T envfCompose_at(const EnvfCompose* f, I32 i, I32 j);
     static T envfsplit_at(const Envfsplit* f, I32 g, I32 l, I32 j);

@@ -246,8 +246,16 @@ struct Build {
 
     static void* take(Arena* a, I64 bytes) { return qrbgArenaMalloc(a, static_cast<I32>(bytes)); }
     static void give(Arena* a, void* p, I64 bytes) { qrbgArenaFree(a, p, static_cast<I32>(bytes)); }
+    // Teardown calls only the destructors of this precision's records.
+    static bool known(DelFn d) {
+        if (d == nullptr) return false;
+        if (d == Named<T>::objDel) return true;
+        for (DelFn k : Named<T>::del)
+            if (k == d) return true;
+        return false;
+    }
     static void freeChildren(EnvList* children) {
-        EnvList_freeChildren(children);
+        EnvList_freeKnownChildren(children, &known);
         freeList(children);
     }
 
@@ -534,6 +542,11 @@ Status Ops<T>::env1_plan(Env1* e) {
 template <class T>
 void Ops<T>::env1_del(Env1* e) {
     e->h.del(e);
+}
+
+template <class T>
+DelFn Ops<T>::kindDel(I32 k) {
+    return Named<T>::del[k];
 }
 
 template struct Ops<float>;

@@ -6,12 +6,29 @@
 #include "qrbg_simd.h"
 #include "qrbgen.h"
 
+// On x86-64 every complex kernel has wide variants beside its 16-byte form
+// (src/dft/wide_*.h): the 16-byte form is then the internal function
+// <kernel>_sse2, and the exported name is bound, when the library loads, to
+// the widest variant the processor runs. The i386 build has the 16-byte
+// kernels alone, under their exported names.
+#if defined(__x86_64__) && !defined(QRBG_NO_VARIANTS)
+#define QRBG_VARIANTS 1
+#define QRBG_SSE2_ENTRY(exported, internal) __attribute__((visibility("hidden"))) Status internal
+#else
+#define QRBG_VARIANTS 0
+#define QRBG_SSE2_ENTRY(exported, internal) QRBG_API Status exported
+#endif
+
 namespace qrbg {
 
-// (-0.0, +0.0): exclusive or with it turns the exchanged (b, a) into (-b, a) = i*(a + ib).
-QRBG_INLINE __m128d signMaskLo() {
-    alignas(16) static const double k[2] = {-0.0, 0.0};
-    return _mm_load_pd(k);
+// The address of a kernel's constant pool, hidden from the optimiser: every
+// constant vector is then one aligned load (or memory operand) from the
+// pool, as the kernel lays it out, and is never rebuilt from scalars by
+// lane moves at run time.
+template <class T>
+QRBG_INLINE const T* opaque(const T* p) {
+    __asm__("" : "+r"(p));
+    return p;
 }
 
 // Split-form kernels (32fc): two interleaved elements from anywhere, as two

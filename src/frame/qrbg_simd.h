@@ -69,6 +69,11 @@ QRBG_INLINE void st2(double* p, __m128d v) {
     }
 }
 
+// Two doubles by one unaligned 16-byte move: for loops over long arrays on
+// processors whose unaligned moves cost what aligned ones do.
+QRBG_INLINE __m128d ld2u(const double* p) { return _mm_loadu_pd(p); }
+QRBG_INLINE void st2u(double* p, __m128d v) { _mm_storeu_pd(p, v); }
+
 // ---- Four floats -----------------------------------------------------------------
 
 template <bool kAligned>
@@ -88,6 +93,14 @@ QRBG_INLINE __m128 ldLo(const float* p) { return _mm_loadl_pi(_mm_setzero_ps(), 
 QRBG_INLINE __m128 ldHi(__m128 v, const float* p) { return _mm_loadh_pi(v, reinterpret_cast<const __m64*>(p)); }
 QRBG_INLINE void stLo(float* p, __m128 v) { _mm_storel_pi(reinterpret_cast<__m64*>(p), v); }
 QRBG_INLINE void stHi(float* p, __m128 v) { _mm_storeh_pi(reinterpret_cast<__m64*>(p), v); }
+
+// ---- Stores around the caches ----------------------------------------------------
+// Non-temporal 16-byte stores, for destinations far larger than the caches.
+// The address must be a multiple of 16; the caller tests it. A store fence
+// orders them before whatever follows.
+
+QRBG_INLINE void stream4(float* p, __m128 v) { _mm_stream_ps(p, v); }
+QRBG_INLINE void stream2(double* p, __m128d v) { _mm_stream_pd(p, v); }
 
 // ---- Broadcasts ------------------------------------------------------------------
 

@@ -8,11 +8,13 @@
 //   include/qrbgen.h        the public header
 //   exports.map, .txt       the linker's export list, and the same names one per line
 //   kernels/len_NN.cpp      every kernel of length NN, one translation unit per length
+//   kernels/len_NN_<v>.cpp  the wide variant <v> of those kernels (x86-64 builds compile them)
 //   kernels/general.cpp     the general entries: constant tables of kernel pointers
 //   kernels.inc             the test table of every built kernel, with its counts
 //   general.inc             the test table of the general entries
 //   dft_kernels.inc         the complex kernels by length, for the complex tests and benchmarks
 //   counts.txt              the counts of every kernel, for people
+//   variants.inc, .txt      the wide variants of every kernel: a test table, and their packing for people
 //   pending.txt             the kernels not built yet
 // A file is only rewritten when its contents change, so that a run that
 // changes one kernel recompiles one translation unit. A kernel that the
@@ -30,6 +32,7 @@
 #include <sys/stat.h>
 
 #include "emit/printers.h"
+#include "emit/variants.h"
 #include "registry/exports.h"
 #include "registry/kinds.h"
 #include "registry/schemes.h"
@@ -89,6 +92,7 @@ struct Built {
     std::string plan, scheme;
     OpCounts counts;
     int magnitudes;  // distinct constant magnitudes, the scale counted as one
+    std::vector<VariantBuild> variants;
 };
 
 std::string twoDigits(int n) {
@@ -141,6 +145,7 @@ int main(int argc, char** argv) {
         std::vector<Built> built;
         std::vector<KernelDesc> pendingList;
         std::map<int, std::string> units;
+        std::map<std::string, std::map<int, std::string>> variantUnits;  // by variant and length
         for (const KernelDesc& k : allKernels()) {
             std::string& unit = units[k.n];
             if (unit.empty())
@@ -153,12 +158,27 @@ int main(int argc, char** argv) {
             current = kernelName(k);
             const SchemeRow& scheme = schemeFor(k);
             KernelDag kd = buildKernel(k, scheme);
+            const bool bound = hasVariants(k);
             unit += "// " + current + ": plan " + kd.plan + ", " + scheme.name + " scheme\n";
-            unit += printKernel(kd, scheme) + "\n";
-            built.push_back({k, kd.plan, scheme.name, kd.dag.counts(), distinctConstantMagnitudes(kd.dag)});
+            unit += printKernel(kd, scheme, bound) + "\n";
+            std::vector<VariantBuild> variants = buildVariants(kd, scheme);
+            if (bound) unit += printBinding(k, variants) + "\n";
+            for (VariantBuild& v : variants) {
+                variantUnits[v.row->name][k.n] += v.text;
+                v.text.clear();
+            }
+            built.push_back({k, kd.plan, scheme.name, kd.dag.counts(), distinctConstantMagnitudes(kd.dag), std::move(variants)});
         }
         current.clear();
         for (const auto& [n, text] : units) writeIfChanged(out + "/kernels/len_" + twoDigits(n) + ".cpp", text);
+        // Every length has a source of every variant, so that the build's
+        // list of sources is fixed.
+        for (const VariantRow& row : kVariants)
+            for (int n = kMinLength; n <= kMaxLength; ++n)
+                writeIfChanged(out + "/kernels/len_" + twoDigits(n) + "_" + row.name + ".cpp",
+                               std::string(kGenNote) + "// The " + row.name + " variants of the kernels of length " +
+                                   std::to_string(n) + "\n#include \"wide_" + row.name + ".h\"\n\n" +
+                                   variantUnits[row.name][n]);
 
         auto isBuilt = [&](const KernelDesc& k) {
             for (const Built& b : built)
@@ -230,6 +250,29 @@ int main(int argc, char** argv) {
             }
             dk << "#endif\n";
         }
+        // The wide variants: a table for the tests and the benchmark, and
+        // how each is packed.
+        std::ostringstream vi, vt;
+        vi << kGenNote
+           << "// QRBG_VARIANT(exported kernel, type, N, inverse, 16-byte form, variant, variant name,\n"
+              "//              processor features (two, the same twice where one is enough))\n";
+        vt << "# Wide variants of every kernel and their packing; see docs/generator.md.\n"
+              "# kernel variant slots wide-operations gathers loads packed-operations 16-byte-operations\n";
+        for (const Built& b : built) {
+            const KernelDesc& k = b.desc;
+            const OpCounts& c = b.counts;
+            const int ops16 = c.add + c.sub + c.mul + c.xchg + c.mask + c.shuf;
+            for (const VariantBuild& v : b.variants) {
+                vi << "QRBG_VARIANT(" << kernelName(k) << ", " << typeId(k.type) << ", " << k.n << ", "
+                   << (k.inverse ? "true" : "false") << ", " << internalName(k, "sse2") << ", "
+                   << internalName(k, v.row->name) << ", \"" << v.row->name << "\", \"" << v.row->features[0] << "\", \""
+                   << (v.row->features[1] ? v.row->features[1] : v.row->features[0]) << "\")\n";
+                vt << kernelName(k) << " " << v.row->name << " " << v.slots << " " << v.stats.applies << " "
+                   << v.stats.gathers << " " << v.stats.loads << " " << v.stats.baseOps << " " << ops16 << "\n";
+            }
+        }
+        writeIfChanged(out + "/variants.inc", vi.str());
+        writeIfChanged(out + "/variants.txt", vt.str());
         writeIfChanged(out + "/kernels.inc", kt.str());
         writeIfChanged(out + "/dft_kernels.inc", std::string(kGenNote) + "// {N, forward, inverse}\n" + dk.str());
         writeIfChanged(out + "/counts.txt", ct.str());

@@ -28,6 +28,7 @@ struct SchemeRow {
     // X[0] of a direct 5-point leaf as (x0 + a) + b instead of x0 + (a + b).
     bool five0Left;
     // Lane moves of the scale broadcast; -1 when the scale stays a scalar.
+    // The vector schemes load the scale ready-made from a pool row: 0.
     int splatMoves;
     // Every load at the top of the kernel, for kernels in which an output
     // does not depend on every input slot (the scalar kernels split a value
@@ -42,14 +43,98 @@ inline constexpr SchemeRow kSchemes[] = {
     {SchemeId::Pair64fc, "pair", Type::C64, 2, 64, true, 5, false, 0, false},
     // 32fc up to 5 points: scalar, single elements move at any address.
     {SchemeId::Scalar32fc, "scalar", Type::C32, 2, 5, false, 0, true, -1, true},
-    // 32fc from 6 points: split registers of four lanes; the broadcast of
-    // the scale interleaves a register with itself twice.
-    {SchemeId::Split32fc, "split", Type::C32, 6, 64, true, 0, false, 2, false},
+    // 32fc from 6 points: split registers of four lanes; the scale comes in
+    // all four lanes from its pool row (the plan table's shuffle counts
+    // include a broadcast of two lane moves that the kernels do not need).
+    {SchemeId::Split32fc, "split", Type::C32, 6, 64, true, 0, false, 0, false},
     // Real, inverse real and Hartley kernels: scalar, single elements move
     // at any address. An output need not depend on every input (I(k) does
     // not on x[0]), so the loads go to the top.
     {SchemeId::Scalar64f, "scalar", Type::F64, 2, 64, false, 0, false, -1, true},
     {SchemeId::Scalar32f, "scalar", Type::F32, 2, 64, false, 0, false, -1, true},
+};
+
+// The packing pass (ir/pack.cpp). Values that meet this soon (in
+// operations) after they are formed are consumed together, and packing them
+// side by side would only force a gather; parallel values stay apart longer.
+inline constexpr int kMinMeet = 2;
+// Instances are run side by side when at least this share of the values of
+// one has a partner in the other.
+inline constexpr double kMinMatch = 0.5;
+// How far apart in the DAG's order the greedy fill looks for partners.
+inline constexpr int kFillWindow = 1024;
+
+// Vector registers of the 16-byte kernels, which both builds compile: the
+// scheduler orders their operations for both register files.
+inline constexpr int kRegistersI386 = 8;
+inline constexpr int kRegistersX8664 = 16;
+
+// Wide variants of the complex kernels, x86-64 only: the i386 build keeps
+// the 16-byte kernels alone. A variant packs a kernel's DAG into registers
+// of several 16-byte slots (ir/pack.h) and runs the same operations on
+// every slot, so it gives the same bits. Its functions are
+// owng<kernel>_<name>, in kernels/len_NN_<name>.cpp, which CMake compiles
+// for the variant's instruction set; the exported name is bound to the
+// widest variant whose `features` (as __builtin_cpu_supports names them)
+// the processor has when the library loads. The register types are those
+// of the headers src/dft/wide_*.h.
+//
+// A variant packs each kernel in one of its packings, narrowest first: a
+// wider packing replaces a narrower one when its cost is at most `maxShare`
+// of the narrower one's. The cost of a packing is its wide operations, each
+// counted as many times as the processor's vector data path must pass over
+// it, and its gathers, each counted `kGatherCost` times.
+struct Packing {
+    int slots;  // 0 ends the list
+    const char* type64;  // register types: pair scheme (64fc), split scheme (32fc)
+    const char* type32;
+};
+
+struct VariantRow {
+    const char* name;
+    const char* features[2];  // all required; null for none
+    int align;                // bytes of alignment of the constant rows
+    Packing packings[3];
+    double maxShare;
+    int registers;  // vector registers the compiler has for the variant
+};
+
+// Bytes the vector units of the target processors handle in one pass: an
+// operation on wider registers costs several passes (AMD Zen 4 runs 64-byte
+// operations as two halves).
+inline constexpr int kDatapathBytes = 32;
+// A gather (a move of whole slots between registers) against one wide
+// operation, in the cost of a packing and when the pass's fill weighs a
+// pack: it sits on the path from one operation to the next, and the moves
+// across register halves take three cycles. Measured on AMD Zen 4 (best of
+// batches, ns per call of the AVX-512 variant): with 1 the two-slot forms of
+// 10_32fc, 16_32fc, 15_64fc, 27_64fc and 45_64fc were chosen and ran up to
+// 1.5 times slower than one slot; with 1.25, 12_64fc 7.7 -> 8.5, 44_64fc
+// 59.9 -> 62.7, 24_32fc 19.7 -> 21.8; with 3, 30_64fc 25.7 -> 33.5, 40_32fc
+// 26.0 -> 31.9, 48_32fc 32.9 -> 36.0. With 4-slot registers, set
+// kDatapathBytes to 64 on processors with full-width AVX-512 units.
+inline constexpr double kGatherCost = 2.0;
+
+inline constexpr VariantRow kVariants[] = {
+    // 32-byte registers, VEX encoded, or the 16-byte operations in the same
+    // encoding where two slots do not pay.
+    {"avx2",
+     {"avx2", nullptr},
+     32,
+     {{1, "qrbg::wide::Vex128F64", "qrbg::wide::Vex128F32"}, {2, "qrbg::wide::Avx2F64", "qrbg::wide::Avx2F32"}},
+     0.95,
+     16},
+    // 64-byte registers where the kernel's rows are long enough to pay, and
+    // otherwise narrower ones in the 32 registers of AVX-512 (which takes
+    // its VL extension).
+    {"avx512",
+     {"avx512f", "avx512vl"},
+     64,
+     {{1, "qrbg::wide::Vex128F64", "qrbg::wide::Vex128F32"},
+      {2, "qrbg::wide::Avx2F64", "qrbg::wide::Avx2F32"},
+      {4, "qrbg::wide::Avx512F64", "qrbg::wide::Avx512F32"}},
+     0.95,
+     32},
 };
 
 }  // namespace qrbgen::plans

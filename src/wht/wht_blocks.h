@@ -56,22 +56,16 @@ struct Vec<float> {
     // Caller's arrays: aligned or unaligned 16-byte moves.
     template <bool kAligned>
     static QRBG_INLINE R load(const float* p) {
-        if constexpr (kAligned) return _mm_load_ps(p);
-        else return _mm_loadu_ps(p);
+        return ld4<kAligned>(p);
     }
     template <bool kAligned>
     static QRBG_INLINE void store(float* p, R v) {
-        if constexpr (kAligned) _mm_store_ps(p, v);
-        else _mm_storeu_ps(p, v);
+        st4<kAligned>(p, v);
     }
 
     // The scale reaches all lanes by interleaving the scalar with itself
     // twice: (s, x, x, x) -> (s, s, x, x) -> (s, s, s, s).
-    static QRBG_INLINE R broadcast(const float& s) {
-        R v = _mm_set_ss(s);
-        v = _mm_unpacklo_ps(v, v);
-        return _mm_unpacklo_ps(v, v);
-    }
+    static QRBG_INLINE R broadcast(const float& s) { return ::qrbg::broadcast(s); }
 
     // Levels 0 and 1 of one tile of 16 elements. The tile is transposed so
     // that the four elements of each row of four stand in one lane across

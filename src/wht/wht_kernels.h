@@ -14,8 +14,9 @@
 // `kAligned` selects the moves that touch `src` and `dst` (16-byte aligned
 // moves, or the unaligned ones of the twin). Moves to and from the scratch
 // are always aligned: the scratch is 16-byte aligned whatever the caller's
-// arrays are. The scale is applied on the way to `dst` in the last pass only,
-// after the last level.
+// arrays are (a caller's buffer that is not is replaced, see scratchKernel).
+// The scale is applied on the way to `dst` in the last pass only, after the
+// last level.
 #pragma once
 
 #include <cstdint>
@@ -44,7 +45,7 @@ QRBG_INLINE Status scalarKernel(const T* src, T* dst, std::int32_t flag) {
     if (const Status st = checkArguments<T, kOrder>(src, dst, flag, s); st != StatusOk) return st;
     constexpr int N = 1 << kOrder;
     T x[N];
-    unroll<N>([&](auto i) QRBG_INLINE_LAMBDA { x[i] = src[i]; });
+    unroll<N>([&](auto i) QRBG_INLINE_LAMBDA { x[i] = ld1(src + i); });
     unroll<kOrder>([&](auto level) QRBG_INLINE_LAMBDA {
         constexpr int h = 1 << decltype(level)::value;
         unroll<N / 2>([&](auto j) QRBG_INLINE_LAMBDA {
@@ -54,7 +55,7 @@ QRBG_INLINE Status scalarKernel(const T* src, T* dst, std::int32_t flag) {
             x[i + h] = a - b;
         });
     });
-    unroll<N>([&](auto i) QRBG_INLINE_LAMBDA { dst[i] = x[i] * s; });
+    unroll<N>([&](auto i) QRBG_INLINE_LAMBDA { st1(dst + i, x[i] * s); });
     return StatusOk;
 }
 
@@ -163,8 +164,13 @@ template <class T, int kOrder, bool kAligned>
 QRBG_INLINE Status scratchKernel(const T* src, T* dst, std::int32_t flag, std::uint8_t* buffer) {
     T s;
     if (const Status st = checkArguments<T, kOrder>(src, dst, flag, s); st != StatusOk) return st;
+    // The scratch is moved by aligned 16-byte moves only. A caller's buffer
+    // that is not a multiple of 16 is left untouched, and the call works
+    // through scratch of its own as if no buffer had been given: the same
+    // bits, at the price of one allocation.
+    const bool own = buffer == nullptr || (reinterpret_cast<std::uintptr_t>(buffer) & 15u) != 0;
     std::uint8_t* scratch = buffer;
-    if (scratch == nullptr) {
+    if (own) {
         scratch = static_cast<std::uint8_t*>(qrbMalloc(scratchBytes<T>(kOrder)));
         // Without scratch there is no way to go on; dst stays untouched.
         if (scratch == nullptr) return StatusNoMemory;
@@ -172,7 +178,7 @@ QRBG_INLINE Status scratchKernel(const T* src, T* dst, std::int32_t flag, std::u
     T* const main = reinterpret_cast<T*>(scratch);
     if constexpr (Passes<T, kOrder>::kGroupLog == 0) twoPass<T, kOrder, kAligned>(src, dst, s, main);
     else threePass<T, kOrder, kAligned>(src, dst, s, main);
-    if (buffer == nullptr) qrbFree(scratch);
+    if (own) qrbFree(scratch);
     return StatusOk;
 }
 

@@ -5,10 +5,12 @@
 namespace {
 
 QRBG_INLINE Status bufferSize(const std::int32_t (&table)[13], std::int32_t order, std::int32_t* size) {
-    // One unsigned comparison refuses zero, negative orders and orders above 13.
+    // One unsigned comparison refuses zero, negative orders and orders above
+    // 13; the order is tested first, as in the general entries.
     const std::uint32_t k = static_cast<std::uint32_t>(order) - 1u;
     if (k > 12u) return StatusBadSize;
-    *size = table[k];
+    if (!size) return StatusNullPointer;
+    qrbg::st1(size, table[k]);  // the caller's int may sit at any address
     return StatusOk;
 }
 

@@ -43,8 +43,10 @@ std::vector<T> byHand(int n, const std::vector<T>& x, T s) {
             const T u = rd(c * D(e0)), v = rd(c * D(e1));
             const T P = u - v, Q = u + v;
             const T c0 = s0 + s1, c0o = t0 + t1;
+            // I(3) = d1 - Q comes as the conjugate of bin 5, whose imaginary
+            // part -d1 + Q is Q - d1: a negated store.
             return {(c0 + c0o) * s, (d0 + P) * s, T(0) - (d1 + Q) * s, (s0 - s1) * s,
-                    T(0) - (t0 - t1) * s, (d0 - P) * s, (d1 - Q) * s, (c0 - c0o) * s};
+                    T(0) - (t0 - t1) * s, (d0 - P) * s, T(0) - (Q - d1) * s, (c0 - c0o) * s};
         }
     }
     throw std::invalid_argument("no hand evaluation of this length");

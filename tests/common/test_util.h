@@ -53,7 +53,7 @@ private:
 // an inaccessible page: a read behind the array faults.
 class PageEndBuffer {
 public:
-    explicit PageEndBuffer(std::size_t bytes) : bytes_(bytes) {
+    explicit PageEndBuffer(std::size_t bytes) {
         page_ = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
         std::size_t pages = (bytes + page_ - 1) / page_ + 1;
         total_ = pages * page_;
@@ -73,7 +73,7 @@ public:
     }
 
 private:
-    std::size_t bytes_, page_, total_;
+    std::size_t page_, total_;
     unsigned char* base_;
     unsigned char* data_;
 };

@@ -8,7 +8,10 @@
 #include <algorithm>
 #include <climits>
 #include <cstring>
+#include <random>
 #include <thread>
+#include <type_traits>
+#include <vector>
 
 #include "dct4_test_util.h"
 #include "test_util.h"
@@ -18,11 +21,16 @@ using namespace dct4test;
 // ---- Allocation service seen from the library -----------------------------------
 // The test program exports its own qrbMalloc and qrbFree, which the library
 // binds to before the companion library: they count blocks, can be told to
-// fail, and look at the arena cursor of every block given back.
+// fail, look at the arena cursor of every block given back, and can hold
+// released blocks back from the allocator, so that what a stale pointer
+// reads is still the plan's memory.
 namespace {
 int gFailNext = 0;
 long gLive = 0;
+long gFrees = 0;
 bool gCursorAtStartOnFree = true;
+bool gHoldFrees = false;
+std::vector<void*> gHeld;
 using MallocFn = void* (*)(int32_t);
 using FreeFn = void (*)(void*);
 MallocFn realMalloc() { return reinterpret_cast<MallocFn>(dlsym(RTLD_NEXT, "qrbMalloc")); }
@@ -48,11 +56,15 @@ extern "C" __attribute__((visibility("default"))) void* qrbMalloc(int32_t size) 
     return p;
 }
 extern "C" __attribute__((visibility("default"))) void qrbFree(void* p) {
+    ++gFrees;
     if (p) {
         --gLive;
         if (cursorOf(p) != arenaStart(p)) gCursorAtStartOnFree = false;
     }
-    realFree()(p);
+    if (gHoldFrees && p)
+        gHeld.push_back(p);
+    else
+        realFree()(p);
 }
 
 namespace {
@@ -159,6 +171,120 @@ TYPED_TEST(Dct4Api, NullPointersComeFirst) {
         EXPECT_EQ(Api<T>::run(x.data(), y.data(), nullptr), StatusNullPointer);
         EXPECT_TRUE(std::all_of(y.begin(), y.end(), [](T v) { return v == T(7); }));
         EXPECT_EQ(Api<T>::free(spec), StatusOk);
+    }
+}
+
+TYPED_TEST(Dct4Api, NullSizePointer) {
+    using T = TypeParam;
+    EXPECT_EQ(Api<T>::getSize(64, nullptr), StatusNullPointer);
+    EXPECT_EQ(Api<T>::getSize(3, nullptr), StatusNullPointer) << "the pointer is tested before the length";
+    // Out-pointers may sit at any address.
+    alignas(16) unsigned char raw[32] = {};
+    ASSERT_EQ(Api<T>::getSize(64, reinterpret_cast<int32_t*>(raw + 3)), StatusOk);
+    int32_t size = 0, want = 0;
+    std::memcpy(&size, raw + 3, sizeof size);
+    ASSERT_EQ(Api<T>::getSize(64, &want), StatusOk);
+    EXPECT_EQ(size, want);
+    ASSERT_EQ(Api<T>::initAlloc(reinterpret_cast<Dct4Spec**>(raw + 9), 64), StatusOk);
+    Dct4Spec* spec = nullptr;
+    std::memcpy(&spec, raw + 9, sizeof spec);
+    EXPECT_EQ(Api<T>::free(spec), StatusOk);
+}
+
+// What a plan looks like to the operations of each precision.
+template <class T>
+using Other = std::conditional_t<sizeof(T) == 4, double, float>;
+
+// Free and compute of one precision refuse a plan of the other, and refuse
+// memory that holds no plan: StatusBadRule, with nothing called, read from
+// the source, written or released.
+TYPED_TEST(Dct4Api, ForeignPlansAreRefused) {
+    using T = TypeParam;
+    using U = Other<T>;
+    for (int32_t N : {16, 64, 4096}) {
+        int32_t size = 0;
+        ASSERT_EQ(Api<U>::getSize(N, &size), StatusOk);
+        std::vector<unsigned char> block(size);
+        Dct4Spec* spec = nullptr;
+        ASSERT_EQ(Api<U>::init(&spec, N, block.data()), StatusOk);
+        const std::vector<unsigned char> plan = block;
+        std::vector<T> x(N, T(1)), y(N, T(7));
+        const long frees = gFrees;
+        EXPECT_EQ(Api<T>::run(x.data(), y.data(), spec), StatusBadRule) << N;
+        EXPECT_EQ(Api<T>::run(y.data(), y.data(), spec), StatusBadRule) << N;
+        EXPECT_EQ(Api<T>::free(spec), StatusBadRule) << N;
+        EXPECT_EQ(gFrees, frees) << "nothing released";
+        EXPECT_TRUE(std::all_of(y.begin(), y.end(), [](T v) { return v == T(7); }));
+        EXPECT_TRUE(block == plan) << "the plan was touched";
+        // The plan still works in its own precision.
+        std::vector<U> u(N, U(1)), v(N);
+        EXPECT_EQ(Api<U>::run(u.data(), v.data(), spec), StatusOk);
+    }
+}
+
+TYPED_TEST(Dct4Api, MemoryWithoutAPlanIsRefused) {
+    using T = TypeParam;
+    int32_t size = 0;
+    ASSERT_EQ(Api<T>::getSize(4096, &size), StatusOk);
+    std::vector<T> x(4096, T(1)), y(4096, T(7));
+    const auto refused = [&](unsigned char* p, const char* what) {
+        const std::vector<unsigned char> before(p, p + 256);
+        const long frees = gFrees;
+        EXPECT_EQ(Api<T>::run(x.data(), y.data(), reinterpret_cast<Dct4Spec*>(p)), StatusBadRule) << what;
+        EXPECT_EQ(Api<T>::free(reinterpret_cast<Dct4Spec*>(p)), StatusBadRule) << what;
+        EXPECT_EQ(gFrees, frees) << what;
+        EXPECT_TRUE(std::equal(before.begin(), before.end(), p)) << what;
+    };
+    alignas(64) unsigned char zeros[256] = {};
+    refused(zeros, "zeros");
+    alignas(64) unsigned char garbage[512];
+    std::mt19937 gen(17);
+    for (int round = 0; round < 200; ++round) {
+        for (auto& c : garbage) c = static_cast<unsigned char>(gen());
+        refused(garbage + 32 * (round % 2) + (round % 3 == 0 ? 0 : 4 * (round % 8)), "garbage");
+    }
+    // A copy of a plan at another address: its records still point into the
+    // original block, which a plan never does.
+    std::vector<unsigned char> block(size + 64), copy(size + 64);
+    Dct4Spec* spec = nullptr;
+    ASSERT_EQ(Api<T>::init(&spec, 4096, block.data()), StatusOk);
+    copy = block;
+    refused(copy.data() + (reinterpret_cast<unsigned char*>(spec) - block.data()), "moved plan");
+    EXPECT_TRUE(std::all_of(y.begin(), y.end(), [](T v) { return v == T(7); }));
+}
+
+// After Free (and after a failed Init over a plan) the old pointer is
+// refused, as long as the memory has not been handed out again: the test's
+// allocator holds released blocks back to make sure of that.
+TYPED_TEST(Dct4Api, StalePointersAreRefused) {
+    using T = TypeParam;
+    gHoldFrees = true;
+    for (int32_t N : {2, 32, 64, 1 << 13}) {
+        Dct4Spec* spec = nullptr;
+        ASSERT_EQ(Api<T>::initAlloc(&spec, N), StatusOk);
+        std::vector<T> x(N, T(1)), y(N, T(7));
+        ASSERT_EQ(Api<T>::free(spec), StatusOk);
+        const long frees = gFrees;
+        EXPECT_EQ(Api<T>::free(spec), StatusBadRule) << N;
+        EXPECT_EQ(Api<T>::run(x.data(), y.data(), spec), StatusBadRule) << N;
+        EXPECT_EQ(gFrees, frees);
+        EXPECT_TRUE(std::all_of(y.begin(), y.end(), [](T v) { return v == T(7); }));
+    }
+    gHoldFrees = false;
+    for (void* p : gHeld) realFree()(p);
+    gHeld.clear();
+
+    int32_t size = 0;
+    ASSERT_EQ(Api<T>::getSize(4096, &size), StatusOk);
+    std::vector<unsigned char> block(size);
+    Dct4Spec* spec = nullptr;
+    ASSERT_EQ(Api<T>::init(&spec, 4096, block.data()), StatusOk);
+    Dct4Spec* again = nullptr;
+    for (int32_t bad : {48, 3 << 10, 1 << 27}) {
+        ASSERT_EQ(Api<T>::init(&again, bad, block.data()), StatusBadSize);
+        std::vector<T> x(4096, T(1)), y(4096, T(7));
+        EXPECT_EQ(Api<T>::run(x.data(), y.data(), spec), StatusBadRule) << "plan left by a failed Init of " << bad;
+        EXPECT_EQ(again, nullptr);
     }
 }
 

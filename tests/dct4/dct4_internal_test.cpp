@@ -5,11 +5,13 @@
 
 #include <cmath>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 #include "arena.h"
 #include "nodes.h"
 #include "qrbgen.h"
+#include "test_util.h"
 
 using namespace qrbg::dct4;
 
@@ -278,6 +280,74 @@ TYPED_TEST(Dct4Plan, CorruptedRuleIsRefused) {
     e5->rule = 8;
     EXPECT_EQ(Ops<T>::env5_compute(e5, out.data(), in.data()), StatusBadRule);
     for (T v : out) ASSERT_EQ(v, T(3));
+}
+
+// Through the exported compute: a damaged record anywhere in the tree (a
+// rule out of range, a missing child, a record of the wrong kind) is
+// StatusBadRule, and the destination, which only the last stage writes, is
+// untouched. Repaired, the plan works again.
+template <class T>
+Status publicCompute(const std::vector<T>& x, std::vector<T>& y, Env1* root) {
+    auto* spec = reinterpret_cast<Dct4Spec*>(root);
+    if constexpr (sizeof(T) == 4) return qrbgDCT4_32f(x.data(), y.data(), spec);
+    else return qrbgDCT4_64f(x.data(), y.data(), spec);
+}
+
+TYPED_TEST(Dct4Plan, DamagedTreeIsRefused) {
+    using T = TypeParam;
+    constexpr std::int32_t N = 1 << 17;
+    Plan<T> p(N);
+    ASSERT_EQ(p.status, StatusOk);
+    auto* e3 = static_cast<Env3*>(EnvList_get(p.root->firstStage, 0));
+    auto* e2 = static_cast<Env2*>(EnvList_get(p.root->lastStage, 0));
+    auto* e4 = static_cast<Env4*>(EnvList_get(e2->stage, 0));
+    auto* e5 = static_cast<Env5*>(EnvList_get(e3->stage, 0));
+    auto* e7 = static_cast<Env7*>(EnvList_get(e5->stage, 0));
+    auto* e8 = static_cast<Env8*>(EnvList_get(e7->stage8, 0));
+    auto* e9 = static_cast<Env9*>(EnvList_get(e7->stage9, 0));
+    auto* e7b = static_cast<Env7*>(EnvList_get(e9->stage, 0));
+    ASSERT_NE(e7b, nullptr);
+    auto* e8b = static_cast<Env8*>(EnvList_get(e7b->stage8, 0));
+    auto* e9b = static_cast<Env9*>(EnvList_get(e7b->stage9, 0));
+    const std::vector<T> x = qrbtest::randomReals<T>(N, 9);
+    std::vector<T> y(N, T(3));
+    const auto refused = [&](const char* what) {
+        EXPECT_EQ(publicCompute(x, y, p.root), StatusBadRule) << what;
+        for (T v : y) ASSERT_EQ(v, T(3)) << what << ": destination written";
+    };
+    for (std::int32_t* rule : {&e4->rule, &e5->rule, &e7->rule, &e8->rule, &e9->rule, &e7b->rule, &e8b->rule,
+                               &e9b->rule}) {
+        const std::int32_t keep = *rule;
+        // 7 is a split, which no node here but the env5 and the first env9
+        // has: the child it needs is missing.
+        for (std::int32_t bad : {0, -3, 99, 7}) {
+            if (bad == keep) continue;
+            *rule = bad;
+            refused("rule");
+        }
+        *rule = keep;
+    }
+    for (EnvList* list : {p.root->firstStage, p.root->lastStage, e3->stage, e2->stage, e5->stage, e7->stage8,
+                          e7->stage9, e9->stage, e7b->stage8, e7b->stage9}) {
+        void* keep = list->item;
+        list->item = nullptr;
+        refused("missing child");
+        list->item = keep;
+    }
+    std::swap(e7->stage8->item, e7->stage9->item);
+    refused("records of the wrong kind");
+    std::swap(e7->stage8->item, e7->stage9->item);
+    void* table = e4->table;
+    e4->table = nullptr;
+    refused("missing table");
+    e4->table = table;
+    void* buffer = p.root->buffer;
+    p.root->buffer = nullptr;
+    refused("missing scratch");
+    p.root->buffer = buffer;
+
+    ASSERT_EQ(publicCompute(x, y, p.root), StatusOk);
+    EXPECT_NE(y[0], T(3));
 }
 
 TEST(Dct4Trig, SinglePrecisionHelpersRoundTheAngleOnce) {

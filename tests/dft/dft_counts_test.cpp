@@ -73,9 +73,10 @@ TEST(DftCounts, MatchThePlanTable) {
         } else {
             const auto& t = row->counts32fc;
             expectCounts(r, t.add + t.sub, t.mul);
-            // Lane moves are reported; the plan's figure is a target, and a
-            // kernel must not need many more than it.
-            EXPECT_LE(r.shuf, t.shuffles + t.shuffles / 4) << r.name;
+            // The plan's figure of lane moves is a target, which counts a
+            // broadcast of the scale; the kernels load the scale ready-made
+            // and stay at or below the target.
+            EXPECT_LE(r.shuf, t.shuffles) << r.name;
         }
         EXPECT_EQ(r.neg, 0) << r.name;
         ++checked;

@@ -21,7 +21,9 @@ function(defined_symbols lib out_functions out_others)
       continue()
     endif()
     string(REGEX REPLACE "@.*$" "" name "${name}")
-    if(type STREQUAL "T")
+    # A function bound when the library loads (GNU indirect function) is
+    # exported as one too.
+    if(type STREQUAL "T" OR type STREQUAL "i")
       list(APPEND funcs ${name})
     else()
       list(APPEND others "${name}(${type})")

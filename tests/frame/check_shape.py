@@ -3,11 +3,11 @@
 
 A fixed-size kernel, and a Walsh-Hadamard kernel of an order that has no
 passes over a scratch, has no loop and calls nothing but its own unaligned
-form. The compiler is free to arrange the code, so this is checked on the
+form; no form of a kernel has a fused multiply-add. The compiler is free to arrange the code, so this is checked on the
 machine code: the control-flow graph of each function is built from the
 disassembly and its back edges and calls are listed.
 
-Usage: check_shape.py OBJDUMP LIBRARY KERNEL_TABLE
+Usage: check_shape.py OBJDUMP LIBRARY KERNEL_TABLE [VARIANT_TABLE]
 """
 import re
 import subprocess
@@ -94,23 +94,46 @@ def calls(ins):
 def main():
     objdump, lib, table = sys.argv[1], sys.argv[2], sys.argv[3]
     kernels = set(re.findall(r"^QRBG_KERNEL\((\w+),", open(table).read(), re.M))
-    straight = set(kernels)
+    # Kernels with wide variants (x86-64): the exported name is bound to one
+    # of them when the library loads; the 16-byte form is <kernel>_sse2.
+    sse2_of, variants = {}, []
+    if len(sys.argv) > 4:
+        for kernel, sse2, variant in re.findall(r"^QRBG_VARIANT\((\w+), \w+, \d+, \w+, (\w+), (\w+),",
+                                                open(sys.argv[4]).read(), re.M):
+            sse2_of[kernel] = sse2
+            variants.append(variant)
+    # The unaligned form a function may call: that of its kernel.
+    twin_of = {}
+    straight = set(kernels) | set(sse2_of.values()) | set(variants)
     for name in kernels:
-        straight.add("owng" + name[4:] + "_unaligned")
+        twin = "owng" + name[4:] + "_unaligned"
+        straight.add(twin)
+        twin_of[name] = twin
+        if name in sse2_of:
+            twin_of[sse2_of[name]] = twin
     for t in ("32f", "64f"):
         for order in range(1, WHT_STRAIGHT_ORDERS + 1):
             straight.add(f"qrbgWHT_{order}_{t}")
             straight.add(f"owngWHT_{order}_{t}_unaligned")
+            twin_of[f"qrbgWHT_{order}_{t}"] = f"owngWHT_{order}_{t}_unaligned"
     funcs = functions(objdump, lib, lambda n: n in straight)
     failures = []
-    missing = [k for k in kernels if k not in funcs]
+    missing = [k for k in kernels if k not in funcs and sse2_of.get(k) not in funcs]
     if missing:
         failures.append(f"{len(missing)} kernels not found, e.g. {missing[0]}")
+    present = [v for v in variants if v in funcs]
+    if present and len(present) != len(variants):
+        failures.append(f"{len(variants) - len(present)} wide variants not found")
     for name, ins in sorted(funcs.items()):
         loops = back_edges(ins)
         if loops:
             failures.append(f"{name}: {loops} loops")
-        own_twin = "owng" + name[4:] + "_unaligned"
+        # Same bits on every processor: no kernel form fuses a product into
+        # an addition, whatever instruction set it is compiled for.
+        fused = [op for _, op, _ in ins if re.match(r"^vf(n)?m(add|sub)", op)]
+        if fused:
+            failures.append(f"{name}: fused multiply-adds ({', '.join(sorted(set(fused)))})")
+        own_twin = twin_of.get(name)
         # 32-bit position-independent code reads its own address through a
         # thunk; that is no call of anything the kernel computes with.
         foreign = [c for c in calls(ins) if c.split("@")[0] != own_twin and not c.startswith("__x86.get_pc_thunk")]
@@ -118,7 +141,7 @@ def main():
             failures.append(f"{name}: calls {', '.join(sorted(set(foreign)))}")
     for f in failures:
         print(f)
-    print(f"{len(funcs)} functions checked, {len(failures)} failures")
+    print(f"{len(funcs)} functions checked ({len(present)} wide variants), {len(failures)} failures")
     return 1 if failures else 0
 
 

@@ -7,6 +7,7 @@
 #include <climits>
 #include <utility>
 
+#include "general_table.h"
 #include "kernel_table.h"
 #include "test_util.h"
 
@@ -14,39 +15,8 @@ using namespace qrbtest;
 
 namespace {
 
-using GeneralInvoke = Status (*)(const void* src, void* dst, int32_t len, int32_t flag);
-
-template <class>
-struct GeneralSignature;
-template <class E>
-struct GeneralSignature<Status (*)(const E*, E*, int32_t, int32_t)> {
-    using Elem = E;
-};
-template <auto F>
-Status invokeGeneral(const void* src, void* dst, int32_t len, int32_t flag) {
-    using E = typename GeneralSignature<decltype(F)>::Elem;
-    return F(static_cast<const E*>(src), static_cast<E*>(dst), len, flag);
-}
-
-struct GeneralEntry {
-    const char* name;
-    Kind kind;
-    Type type;
-    bool inverse;
-    GeneralInvoke call;
-};
-
-const std::vector<GeneralEntry>& generalEntries() {
-    static const std::vector<GeneralEntry> v = {
-#define QRBG_GENERAL(f, kind, type, inv) {#f, Kind::kind, Type::type, inv, invokeGeneral<f>},
-#include "general.inc"
-#undef QRBG_GENERAL
-    };
-    return v;
-}
-
 // The kernel of length n that an entry forwards to.
-const KernelInfo* kernelOf(const GeneralEntry& e, int n) {
+const KernelInfo* kernelOf(const GeneralInfo& e, int n) {
     for (const KernelInfo& k : allKernels())
         if (k.kind == e.kind && k.type == e.type && k.inverse == e.inverse && k.n == n) return &k;
     return nullptr;
@@ -68,14 +38,14 @@ std::vector<unsigned char> randomBytes(const KernelInfo& k, std::uint32_t seed) 
 
 TEST(GeneralEntry, TheComplexEntriesExist) {
     int complexEntries = 0;
-    for (const GeneralEntry& e : generalEntries()) complexEntries += e.kind == Kind::CToC;
+    for (const GeneralInfo& e : allGeneralEntries()) complexEntries += e.kind == Kind::CToC;
     EXPECT_EQ(complexEntries, 4);
 }
 
 // A length outside 2..64 is StatusBadSize whatever the pointers and the
 // flag, and neither array is touched.
 TEST(GeneralEntry, LengthsOutsideTheRangeAreRefusedFirst) {
-    for (const GeneralEntry& e : generalEntries()) {
+    for (const GeneralInfo& e : allGeneralEntries()) {
         ASSERT_NE(kernelOf(e, 64), nullptr) << e.name;
         const KernelInfo& k = *kernelOf(e, 64);
         const auto x = randomBytes(k, 1);
@@ -101,7 +71,7 @@ TEST(GeneralEntry, LengthsOutsideTheRangeAreRefusedFirst) {
 // null pointer and a bad flag, and the kernel's bits for aligned and
 // misaligned arrays under every flag.
 TEST(GeneralEntry, EveryLengthGivesItsKernel) {
-    for (const GeneralEntry& e : generalEntries()) {
+    for (const GeneralInfo& e : allGeneralEntries()) {
         for (int n = 2; n <= 64; ++n) {
             const KernelInfo* k = kernelOf(e, n);
             ASSERT_NE(k, nullptr) << e.name << " has no kernel of length " << n;

@@ -10,6 +10,7 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 
@@ -87,7 +88,18 @@ TEST(WhtMemory, BufferSizes) {
         EXPECT_EQ(qrbgWHTGetBufferSize_32f(order, &size), StatusBadSize) << order;
         EXPECT_EQ(qrbgWHTGetBufferSize_64f(order, &size), StatusBadSize) << order;
         EXPECT_EQ(size, 12345) << "size written for order " << order;
+        EXPECT_EQ(qrbgWHTGetBufferSize_32f(order, nullptr), StatusBadSize) << "the order is tested first";
     }
+    for (int order : {1, 8, 13}) {
+        EXPECT_EQ(qrbgWHTGetBufferSize_32f(order, nullptr), StatusNullPointer);
+        EXPECT_EQ(qrbgWHTGetBufferSize_64f(order, nullptr), StatusNullPointer);
+    }
+    // The size may sit at any address.
+    alignas(8) unsigned char raw[8] = {};
+    ASSERT_EQ(qrbgWHTGetBufferSize_64f(13, reinterpret_cast<int32_t*>(raw + 1)), StatusOk);
+    int32_t got = 0;
+    std::memcpy(&got, raw + 1, sizeof got);
+    EXPECT_EQ(got, 73728);
 }
 
 // Null pointers come before the flag, also next to a misaligned other
@@ -199,6 +211,42 @@ void allocationFailure() {
 }
 TEST(WhtMemory, AllocationFailure32f) { allocationFailure<float>(); }
 TEST(WhtMemory, AllocationFailure64f) { allocationFailure<double>(); }
+
+// A caller's buffer that is not a multiple of 16 bytes is never touched:
+// the kernel works through scratch of its own, exactly as with a null
+// buffer, and gives the same bits.
+template <class T>
+void misalignedBuffer() {
+    for (int order = 8; order <= 13; ++order) {
+        const std::size_t bytes = bytesOf<T>(order);
+        const int32_t size = scratchSize<T>(order);
+        const auto x = randomReals<T>(std::size_t(1) << order, 700u + order);
+        const auto want = levelLoop(x, order, ScaleInvByN);
+        for (std::size_t boff : {std::size_t(1), std::size_t(4), std::size_t(8), std::size_t(12)}) {
+            for (std::size_t doff : {std::size_t(0), sizeof(T)}) {
+                Buffer src(bytes, 0), dst(bytes, doff), scratch(static_cast<std::size_t>(size), boff);
+                std::memcpy(src.data(), x.data(), bytes);
+                std::memset(scratch.data(), 0x5a, scratch.size());
+                g_log.reset();
+                ASSERT_EQ(Wht<T>::kernel(order)(src.as<T>(), dst.as<T>(), ScaleInvByN, scratch.data()), StatusOk);
+                EXPECT_TRUE(sameBits(dst.data(), want.data(), bytes)) << Wht<T>::name << " order " << order;
+                EXPECT_EQ(g_log.mallocs, 1) << "order " << order << " buffer+" << boff;
+                EXPECT_EQ(g_log.frees, 1);
+                EXPECT_EQ(g_log.lastSize, size);
+                EXPECT_TRUE(std::all_of(scratch.data(), scratch.data() + scratch.size(),
+                                        [](unsigned char c) { return c == 0x5a; }))
+                    << "misaligned buffer written, order " << order;
+                EXPECT_TRUE(scratch.guardsIntact());
+                g_log.failNext = true;
+                EXPECT_EQ(Wht<T>::entry(src.as<T>(), dst.as<T>(), order, ScaleNone, scratch.data()), StatusNoMemory);
+                EXPECT_TRUE(sameBits(dst.data(), want.data(), bytes)) << "dst written on failure";
+            }
+        }
+    }
+    g_log.reset();
+}
+TEST(WhtMemory, MisalignedBuffer32f) { misalignedBuffer<float>(); }
+TEST(WhtMemory, MisalignedBuffer64f) { misalignedBuffer<double>(); }
 
 // The scratch of orders 8 to 13 is written on every call, also with aligned
 // arrays, from its first to its last byte (the end of the auxiliary region

@@ -26,7 +26,7 @@ std::vector<double> singleConstants(const KernelDesc& k) {
 
 }  // namespace
 
-BodyInfo printScalar(const KernelDag& k, const SchemeRow& s) {
+BodyInfo printScalar(const KernelDag& k, const SchemeRow& s, const std::string& helpers) {
     const Dag& d = k.dag;
     const bool single = isSingle(k.desc.type);
     const std::string real = realCType(k.desc.type);
@@ -88,7 +88,7 @@ BodyInfo printScalar(const KernelDag& k, const SchemeRow& s) {
     };
     h.load = [&](int id) {
         const Move& m = k.layout.loads.at(static_cast<std::size_t>(d.node(id).imm));
-        o << "    const " << real << " " << v(id) << " = qrbg::ld1(x + " << m.e0 << ");\n";
+        o << "    const " << real << " " << v(id) << " = " << helpers << "::ld1(x + " << m.e0 << ");\n";
     };
     std::vector<std::size_t> outIndex(d.nodes().size());
     for (std::size_t i = 0; i < d.outputs().size(); ++i) outIndex[static_cast<std::size_t>(d.outputs()[i].id)] = i;
@@ -100,13 +100,13 @@ BodyInfo printScalar(const KernelDag& k, const SchemeRow& s) {
             else if (p.negDbl.at(outIndex[static_cast<std::size_t>(out.id)])) val = "static_cast<float>(0.0 - " + val + ")";
             else val = "0.0f - " + val;
         }
-        o << "    qrbg::st1(y + " << m.e0 << ", " << val << ");\n";
+        o << "    " << helpers << "::st1(y + " << m.e0 << ", " << val << ");\n";
     };
-    schedule(d, h, s.loadsFirst);
+    schedule(d, h, s.loadsFirst, {kRegistersI386, kRegistersX8664});
     // Structural zeros, stored after every load so that src == dst works.
-    for (int z : k.layout.zeros) o << "    qrbg::st1(y + " << z << ", " << (single ? "0.0f" : "0.0") << ");\n";
+    for (int z : k.layout.zeros) o << "    " << helpers << "::st1(y + " << z << ", " << (single ? "0.0f" : "0.0") << ");\n";
     o << "}\n\n";
-    return {o.str(), "s"};
+    return {o.str(), 0};
 }
 
 }  // namespace qrbgen::plans

@@ -16,26 +16,35 @@ bool isScaleOperand(const Dag& d, int id) {
     return op == Op::Scale || op == Op::Splat;
 }
 
-// The pool of vector constants: one aligned row per constant, a scalar
-// constant in every lane.
-std::string constantPool(const Dag& d, const std::string& name, const char* type, int lanes, bool single) {
+// The pool of vector constants: one aligned row per constant of the DAG, a
+// scalar constant in every lane, then the rows a printer adds of its own
+// (such as the sign mask of the pair form). The body reads it through an
+// address the optimiser cannot see through, so that every constant vector
+// is one aligned load and none is rebuilt from scalars.
+std::string constantPool(const Dag& d, const std::string& name, const char* type, int lanes, bool single,
+                         const std::vector<std::vector<double>>& extra = {}) {
     std::ostringstream o;
     o << "alignas(16) const " << type << " " << name << "[][" << lanes << "] = {\n";
-    for (const Constant& c : d.constants()) {
+    auto row = [&](const std::vector<double>& v) {
         o << "    {";
         for (int l = 0; l < lanes; ++l) {
-            const double x = c.lanes.size() == 1 ? c.lanes[0] : c.lanes.at(static_cast<std::size_t>(l));
+            const double x = v.size() == 1 ? v[0] : v.at(static_cast<std::size_t>(l));
             o << (l ? ", " : "") << litIn(x, single);
         }
         o << "},\n";
-    }
-    if (d.constants().empty()) {
-        o << "    {";
-        for (int l = 0; l < lanes; ++l) o << (l ? ", " : "") << (single ? "0.0f" : "0.0");
-        o << "},\n";
-    }
+    };
+    for (const Constant& c : d.constants()) row(c.lanes);
+    for (const auto& e : extra) row(e);
+    if (d.constants().empty() && extra.empty()) row({0.0});
     o << "};\n\n";
     return o.str();
+}
+
+bool uses(const Dag& d, Op op) {
+    const std::vector<bool> lv = d.live();
+    for (std::size_t i = 0; i < d.nodes().size(); ++i)
+        if (lv[i] && d.nodes()[i].op == op) return true;
+    return false;
 }
 
 void noNegatedOutput(const Output& out) {
@@ -48,10 +57,15 @@ BodyInfo printPair64(const KernelDag& k) {
     const Dag& d = k.dag;
     const std::string base = baseName(k.desc), pool = "kK_" + base;
     std::ostringstream o;
-    o << "namespace {\n\n" << constantPool(d, pool, "double", 2, false);
+    // The sign mask (-0.0, +0.0) of the multiplication by i follows the
+    // constants of the DAG.
+    const std::size_t maskRow = d.constants().size();
+    std::vector<std::vector<double>> extra;
+    if (uses(d, Op::Mask)) extra.push_back({-0.0, 0.0});
+    o << "namespace {\n\n" << constantPool(d, pool, "double", 2, false, extra);
     o << "template <bool kAligned>\nQRBG_INLINE void " << bodyName(k.desc)
-      << "(const double* x, double* y, __m128d vs) {\n";
-    o << "    (void)vs;\n";
+      << "(const double* x, double* y, const double* vs) {\n";
+    o << "    const double* const k = qrbg::opaque(" << pool << "[0]);\n    (void)k;\n";
     ScheduleHooks h;
     h.node = [&](int id) {
         const Node& n = d.node(id);
@@ -60,11 +74,11 @@ BodyInfo printPair64(const KernelDag& k) {
             case Op::Add: o << "_mm_add_pd(" << valueName(n.a) << ", " << valueName(n.b) << ")"; break;
             case Op::Sub: o << "_mm_sub_pd(" << valueName(n.a) << ", " << valueName(n.b) << ")"; break;
             case Op::Mul:
-                if (isScaleOperand(d, n.a)) o << "_mm_mul_pd(" << valueName(n.b) << ", vs)";
-                else o << "_mm_mul_pd(" << valueName(n.b) << ", _mm_load_pd(" << pool << "[" << d.node(n.a).imm << "]))";
+                if (isScaleOperand(d, n.a)) o << "_mm_mul_pd(" << valueName(n.b) << ", _mm_load_pd(vs))";
+                else o << "_mm_mul_pd(" << valueName(n.b) << ", _mm_load_pd(k + " << 2 * d.node(n.a).imm << "))";
                 break;
             case Op::Xchg: o << "_mm_shuffle_pd(" << valueName(n.a) << ", " << valueName(n.a) << ", 1)"; break;
-            case Op::Mask: o << "_mm_xor_pd(" << valueName(n.a) << ", qrbg::signMaskLo())"; break;
+            case Op::Mask: o << "_mm_xor_pd(" << valueName(n.a) << ", _mm_load_pd(k + " << 2 * maskRow << "))"; break;
             default: throw std::logic_error("pair printer: unexpected operation");
         }
         o << ";\n";
@@ -78,9 +92,9 @@ BodyInfo printPair64(const KernelDag& k) {
         const Move& m = k.layout.stores.at(static_cast<std::size_t>(out.slot));
         o << "    qrbg::st2<kAligned>(y + " << 2 * m.e0 << ", " << valueName(out.id) << ");\n";
     };
-    schedule(d, h, false);
+    schedule(d, h, false, {kRegistersI386, kRegistersX8664});
     o << "}\n\n";
-    return {o.str(), "_mm_set1_pd(s)"};
+    return {o.str(), 2};
 }
 
 BodyInfo printSplit32(const KernelDag& k) {
@@ -88,7 +102,9 @@ BodyInfo printSplit32(const KernelDag& k) {
     const std::string base = baseName(k.desc), pool = "kK_" + base;
     std::ostringstream o;
     o << "namespace {\n\n" << constantPool(d, pool, "float", 4, true);
-    o << "template <bool kAligned>\nQRBG_INLINE void " << bodyName(k.desc) << "(const float* x, float* y, __m128 vs) {\n";
+    o << "template <bool kAligned>\nQRBG_INLINE void " << bodyName(k.desc)
+      << "(const float* x, float* y, const float* vs) {\n";
+    o << "    const float* const k = qrbg::opaque(" << pool << "[0]);\n    (void)k;\n";
     auto at = [](const char* p, int e) { return std::string(p) + " + " + std::to_string(2 * e); };
     ScheduleHooks h;
     h.node = [&](int id) {
@@ -99,8 +115,8 @@ BodyInfo printSplit32(const KernelDag& k) {
             case Op::Add: o << "_mm_add_ps(" << a << ", " << b << ")"; break;
             case Op::Sub: o << "_mm_sub_ps(" << a << ", " << b << ")"; break;
             case Op::Mul:
-                if (isScaleOperand(d, n.a)) o << "_mm_mul_ps(" << b << ", vs)";
-                else o << "_mm_mul_ps(" << b << ", _mm_load_ps(" << pool << "[" << d.node(n.a).imm << "]))";
+                if (isScaleOperand(d, n.a)) o << "_mm_mul_ps(" << b << ", _mm_load_ps(vs))";
+                else o << "_mm_mul_ps(" << b << ", _mm_load_ps(k + " << 4 * d.node(n.a).imm << "))";
                 break;
             case Op::Shuf:
                 switch (static_cast<ShufKind>(n.imm)) {
@@ -141,9 +157,9 @@ BodyInfo printSplit32(const KernelDag& k) {
             if (m.e1 >= 0) o << "    qrbg::stHi(" << at("y", m.e1) << ", " << val << ");\n";
         }
     };
-    schedule(d, h, false);
+    schedule(d, h, false, {kRegistersI386, kRegistersX8664});
     o << "}\n\n";
-    return {o.str(), "qrbg::broadcast(s)"};
+    return {o.str(), 4};
 }
 
 }  // namespace qrbgen::plans

@@ -3,28 +3,45 @@
 #pragma once
 #include <string>
 
+#include "ir/pack.h"
 #include "rules/kernel.h"
 
 namespace qrbgen::plans {
 
 // What a body printer tells the frame about the body it printed.
 struct BodyInfo {
-    std::string text;      // constants and the body function, inside an open anonymous namespace
-    std::string scaleArg;  // the expression that passes the scale s to the body
+    std::string text;  // constants and the body function, inside an open anonymous namespace
+    // 0: the body takes the scale s as a scalar. Otherwise it takes the
+    // address of a row of the scale pool that holds s in this many lanes.
+    int scaleLanes = 0;
 };
 
 // The body printers. Each prints arithmetic, loads and stores only; the
 // addresses come from the kernel's layout.
 BodyInfo printPair64(const KernelDag& k);
 BodyInfo printSplit32(const KernelDag& k);
-BodyInfo printScalar(const KernelDag& k, const SchemeRow& s);
+// `helpers` is the namespace of the single-element moves.
+BodyInfo printScalar(const KernelDag& k, const SchemeRow& s, const std::string& helpers = "qrbg");
+
+// A packed kernel as operations of the wide register type `type` (from the
+// instruction set's header), its constant rows aligned to `align` bytes,
+// scheduled for a processor with `registers` vector registers.
+BodyInfo printWide(const KernelDag& k, const WideProgram& w, const std::string& type, int align, int registers);
 
 // The frame around a body: the exported function with its argument tests in
 // order, the flag's scale, the choice of memory form and the unaligned twin.
-std::string printFrame(const KernelDag& k, const SchemeRow& s, const BodyInfo& body);
+// A `bound` kernel has wide variants: on x86-64 its 16-byte form is the
+// internal function <name>_sse2, and the exported name is bound to the
+// widest variant the processor runs when the library loads.
+std::string printFrame(const KernelDag& k, const SchemeRow& s, const BodyInfo& body, bool bound = false);
 
-// A whole kernel: body and frame.
-std::string printKernel(const KernelDag& k, const SchemeRow& s);
+// The frame of a wide variant: the internal function <name>_<variant>, one
+// memory form for every address, its scale pool rows aligned to `align`.
+std::string printVariantFrame(const KernelDag& k, const BodyInfo& body, const std::string& variant, int align);
+
+// The 16-byte body of a kernel in its scheme, and a whole kernel: body and frame.
+BodyInfo printBody(const KernelDag& k, const SchemeRow& s);
+std::string printKernel(const KernelDag& k, const SchemeRow& s, bool bound = false);
 
 // The name of the body function of a kernel, and of a value.
 std::string bodyName(const KernelDesc& k);

@@ -1,6 +1,7 @@
 // The order in which a kernel's nodes are printed.
 #pragma once
 #include <functional>
+#include <vector>
 
 #include "ir/dag.h"
 
@@ -21,6 +22,33 @@ struct ScheduleHooks {
 // before the first store, which keeps src == dst safe; the scheduler checks
 // it. With loadsFirst every load is emitted at the top instead (for kernels
 // in which an output does not depend on every input slot).
-void schedule(const Dag& d, const ScheduleHooks& hooks, bool loadsFirst);
+//
+// Where the order among the rest is free, two policies compete (see
+// listOrder) and the one that a register allocator with `registers`
+// registers would spill least wins.
+void schedule(const Dag& d, const ScheduleHooks& hooks, bool loadsFirst, const std::vector<int>& registers);
+
+// The same list schedule on any graph: among the ready nodes, output side
+// (negative key) first, then the policy's choice, `late` nodes (loads,
+// moves of whole slots) only when no other node is ready.
+struct ListGraph {
+    std::vector<std::vector<int>> operands;
+    std::vector<long long> key;
+    std::vector<char> late;
+};
+enum class SchedulePolicy {
+    Plain,   // lowest key
+    Recent,  // operands touched last, then lowest key
+    Frees,   // most values whose life it ends, less the one it starts; then lowest key
+    FreesRecent,  // as Frees, then as Recent
+};
+// The order of the policy whose schedule moves the fewest values through
+// the stack, summed over the register counts given.
+std::vector<int> listOrder(const ListGraph& g, const std::vector<int>& registers);
+
+// Values an allocator with `registers` registers moves through the stack
+// under an order: reloads, and a store for each value evicted (the one
+// used furthest ahead) that is needed again.
+int stackTraffic(const ListGraph& g, const std::vector<int>& order, int registers);
 
 }  // namespace qrbgen::plans

@@ -23,8 +23,18 @@ int Dag::make(Op op, int a, int b, int imm, int aux) {
     nodes_.push_back(Node{op, a, b, imm, aux});
     tags_.push_back(TagNone);
     index_.emplace(k, id);
+    for (int i : open_) instances_[static_cast<std::size_t>(i)].nodes.push_back(id);
     return id;
 }
+
+Dag::InstanceScope::InstanceScope(Dag& d, int group, const std::vector<Ref>& seeds) : d_(d) {
+    Instance in{group, {}, {}};
+    for (const Ref& r : seeds) in.seeds.push_back(r.id);
+    d_.instances_.push_back(std::move(in));
+    d_.open_.push_back(static_cast<int>(d_.instances_.size() - 1));
+}
+
+Dag::InstanceScope::~InstanceScope() { d_.open_.pop_back(); }
 
 void Dag::tag(Ref x, Tag t) {
     if (!x.isZero()) tags_[static_cast<std::size_t>(x.id)] |= t;

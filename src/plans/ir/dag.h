@@ -94,6 +94,32 @@ int laneMoves(const Node& n);
 
 class Dag {
 public:
+    // ---- Parallel instances ------------------------------------------------
+    // A builder that runs one construction on several sets of values (the
+    // sub-transforms of a split stage, the real and imaginary halves of a
+    // complex leaf) declares them: a group, and in it one instance per run,
+    // opened with the values the run starts from, in order. The instances
+    // of a group are alike but for their values and constants; a packing
+    // pass may run them side by side. Declaring them changes no node.
+    struct Instance {
+        int group;
+        std::vector<int> seeds;  // the starting values (-1 for an exact zero)
+        std::vector<int> nodes;  // the nodes made while it was open, those of nested instances included
+    };
+    int newGroup() { return groups_++; }
+    class InstanceScope {
+    public:
+        InstanceScope(Dag& d, int group, const std::vector<Ref>& seeds);
+        ~InstanceScope();
+        InstanceScope(const InstanceScope&) = delete;
+        InstanceScope& operator=(const InstanceScope&) = delete;
+
+    private:
+        Dag& d_;
+    };
+    const std::vector<Instance>& instances() const { return instances_; }
+    int groups() const { return groups_; }
+
     Ref input(int slot, LoadKind kind = LoadPlain);
     Ref zero() const { return Ref{}; }
 
@@ -168,6 +194,9 @@ private:
     std::vector<Constant> consts_;
     std::unordered_map<Key, int, KeyHash> index_;
     std::vector<Output> outputs_;
+    std::vector<Instance> instances_;
+    std::vector<int> open_;  // the instances open now, innermost last
+    int groups_ = 0;
     int scaleNode_ = -1;   // the Scale or Splat operand of the scale products
     int splatMoves_ = -1;  // lane moves of the splat, or -1 for a scalar scale
     int outputSide_ = 1 << 30;

@@ -27,6 +27,10 @@ KernelDag buildKernel(const KernelDesc& k, const SchemeRow& scheme) {
         case Kind::RToCCS:
         case Kind::RToPack:
         case Kind::RToPerm: return buildRealForward(k);
+        case Kind::CCSToR:
+        case Kind::PackToR:
+        case Kind::PermToR: return buildRealInverse(k);
+        case Kind::Hartley: return buildHartley(k);
         default: throw std::logic_error("no builder for " + kernelName(k));
     }
     const PlanRow* row = planRow(k.n);

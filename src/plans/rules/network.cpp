@@ -98,8 +98,16 @@ void Network::T(const PlanNode& plan, const std::vector<Ref>& p, const std::vect
                 std::vector<Ref>& Cout, std::vector<Ref>& Sout) {
     // Two real-weighted transforms and one join, at every depth.
     const int b = plan.n;
-    RW A = R(plan, p, r, Data::Formal);
-    RW D = R(plan, q, r, Data::Formal);
+    const int halves = dag_.newGroup();
+    RW A, D;
+    {
+        Dag::InstanceScope run(dag_, halves, p);
+        A = R(plan, p, r, Data::Formal);
+    }
+    {
+        Dag::InstanceScope run(dag_, halves, q);
+        D = R(plan, q, r, Data::Formal);
+    }
     Cout.assign(static_cast<std::size_t>(b), Ref{});
     Sout.assign(static_cast<std::size_t>(b), Ref{});
     for (int k2 = 0; k2 < b; ++k2) {
@@ -121,15 +129,25 @@ RW Network::split(const PlanNode& plan, const std::vector<Ref>& x, int r, Data d
     const int a = m.a, b = m.b;
     const int ra = m.rootA(r), rb = m.rootB(r);
 
-    // First stage: b transforms of a points.
+    // First stage: b transforms of a points; each stage is a group of
+    // parallel instances.
     std::vector<RW> Y(static_cast<std::size_t>(b));
+    const int firstStage = dag_.newGroup();
     for (int n2 = 0; n2 < b; ++n2) {
         std::vector<Ref> col(static_cast<std::size_t>(a));
         for (int n1 = 0; n1 < a; ++n1) col[n1] = x[static_cast<std::size_t>(m.in(n1, n2))];
+        Dag::InstanceScope run(dag_, firstStage, col);
         Y[n2] = R(pa, col, ra, data);
     }
     Bins bins(m.N);
+    const int secondStage = dag_.newGroup();
     for (int k1 = 0; 2 * k1 <= a; ++k1) {
+        std::vector<Ref> seeds;
+        for (int n2 = 0; n2 < b; ++n2) {
+            seeds.push_back(Y[n2].C[k1]);
+            seeds.push_back(Y[n2].S[k1]);
+        }
+        Dag::InstanceScope run(dag_, secondStage, seeds);
         // In Cooley-Tukey the bin a/2 of an even first stage is real: the
         // odd block, X[a/2 + a m] = O(b)[m], with the twiddles of its own rule.
         if (m.ct && 2 * k1 == a) {

@@ -310,7 +310,9 @@ std::vector<Ref> dualR(Dag& dag, const NetOptions& opt, const PlanNode& plan, co
                        const std::vector<Ref>& s) {
     const int H = plan.n;
     Dag scratch;
-    Network net(scratch, opt);
+    NetOptions inner = opt;
+    inner.raderFamily = halfFamily(opt.raderFamily);
+    Network net(scratch, inner);
     std::vector<Ref> in(static_cast<std::size_t>(H));
     for (int i = 0; i < H; ++i) in[i] = scratch.input(i);
     RW w = net.R(plan, in, 1);
@@ -326,7 +328,9 @@ std::vector<Ref> dualO(Dag& dag, const NetOptions& opt, const OddPlan& plan, con
                        const std::vector<Ref>& s) {
     const int H = plan.n;
     Dag scratch;
-    Network net(scratch, opt);
+    NetOptions inner = opt;
+    inner.raderFamily = halfFamily(opt.raderFamily);
+    Network net(scratch, inner);
     std::vector<Ref> in(static_cast<std::size_t>(H));
     for (int i = 0; i < H; ++i) in[i] = scratch.input(i);
     OddBins o = OddBuilder(net, scratch).O(plan, in);

@@ -5,15 +5,31 @@
 #include <stdexcept>
 
 #include "ir/merge.h"
+#include "ir/transpose.h"
 #include "rules/kernel.h"
 #include "rules/network.h"
 #include "rules/real.h"
+#include "rules/real_forward.h"
 #include "tables/real_tables.h"
 
 namespace qrbgen::plans {
 
 
+namespace {
+
+bool holdsRader(const PlanNode& p) {
+    if (p.kind == PlanNode::Rader || p.kind == PlanNode::Chirp || p.realRader) return true;
+    for (const PlanNode& k : p.kids)
+        if (holdsRader(k)) return true;
+    return false;
+}
+
+}  // namespace
+
 RW forwardRealNetwork(Dag& d, const PlanNode& plan, const std::vector<Ref>& x) {
+    // Leaves and splits are built on complex values; a plan with a prime
+    // network goes through the real-weighted rules.
+    if (!holdsRader(plan)) return complexFormRealNetwork(d, plan, x);
     NetOptions opt;
     opt.leaves = LeafForm::RealQuadratic;
     opt.raderFamily = RaderFamily::Real;
@@ -92,6 +108,107 @@ KernelDag buildRealForward(const KernelDesc& k) {
     for (int kk = 0; kk <= N / 2; ++kk) {
         d.output(map.re[kk], d.scale(w.C[kk]));
         if (map.im[kk] >= 0) d.output(map.im[kk], d.scale(-w.S[kk]));
+    }
+    return kd;
+}
+
+PlanNode mirrored(const PlanNode& plan) {
+    PlanNode p = plan;
+    for (PlanNode& k : p.kids) k = mirrored(k);
+    if (p.kids.size() == 2) std::swap(p.kids[0], p.kids[1]);
+    return p;
+}
+
+std::vector<Ref> inverseRealNetwork(Dag& d, const PlanNode& plan, const std::vector<Ref>& re,
+                                    const std::vector<Ref>& im) {
+    const int N = plan.n;
+    // The forward network of the mirrored plan, in a DAG of its own: the
+    // prime networks in it take the rows whose duals are the inverse ones.
+    Dag forward;
+    std::vector<Ref> x(static_cast<std::size_t>(N));
+    for (int i = 0; i < N; ++i) x[i] = forward.input(i);
+    NetOptions opt;
+    opt.leaves = LeafForm::RealQuadratic;
+    opt.raderFamily = RaderFamily::RealInverse;
+    Network net(forward, opt);
+    const RW w = net.R(mirrored(plan), x, 1);
+    // Its roots R(k) = C[k] and I(k) = -S[k], and what enters there.
+    std::vector<Ref> roots, values;
+    for (int k = 0; 2 * k <= N; ++k) {
+        roots.push_back(w.C[k]);
+        values.push_back(re[k]);
+        if (k > 0 && 2 * k < N) {
+            roots.push_back(-w.S[k]);
+            values.push_back(im[k]);
+        }
+    }
+    return transposeInto(forward, N, roots, d, values);
+}
+
+KernelDag buildRealInverse(const KernelDesc& k) {
+    const int N = k.n;
+    const InverseRealRow* row = inverseRealRow(N);
+    if (row == nullptr) throw std::invalid_argument("no inverse real plan of length " + std::to_string(N));
+    const SpectrumMap map = spectrumMap(k.kind, N);
+    KernelDag kd{k, row->plan, Dag{}, Layout::identity(map.elems, N)};
+    Dag& d = kd.dag;
+    // The stored values, R(k) and I(k) doubled but R(0) and R(N/2): the
+    // inverse network sums each bin and its conjugate once.
+    std::vector<Ref> re(static_cast<std::size_t>(N / 2 + 1)), im(static_cast<std::size_t>(N / 2 + 1));
+    for (int q = 0; 2 * q <= N; ++q) {
+        const bool edge = q == 0 || 2 * q == N;
+        re[q] = edge ? d.input(map.re[q]) : d.mulC(2.0, d.input(map.re[q]));
+        if (!edge) im[q] = d.mulC(2.0, d.input(map.im[q]));
+    }
+    const std::vector<Ref> y = inverseRealNetwork(d, parsePlanFor(row->plan, N), re, im);
+    d.markOutputSide();
+    for (int n = 0; n < N; ++n) d.output(n, d.scale(y[n]));
+    // A doubling whose only consumer is a constant product merges into it.
+    std::vector<Ref> none;
+    mergeConstantChains(d, none, ConstPrecision::Double);
+    return kd;
+}
+
+KernelDag buildHartley(const KernelDesc& k) {
+    const int N = k.n;
+    const HartleyRow* hr = hartleyRow(N);
+    if (hr == nullptr) throw std::invalid_argument("no Hartley plan of length " + std::to_string(N));
+    KernelDag kd{k, "", Dag{}, Layout::identity(N, N)};
+    Dag& d = kd.dag;
+    std::vector<Ref> x(static_cast<std::size_t>(N));
+    for (int i = 0; i < N; ++i) x[i] = d.input(i);
+    std::vector<Ref> y(static_cast<std::size_t>(N));
+    if (hr->form == HartleyForm::A) {
+        const ForwardRealRow* row = forwardRealRow(N);
+        kd.plan = row->plan;
+        // y[k] = R(k) - I(k) = C[k] + S[k], y[N-k] = R(k) + I(k) = C[k] - S[k].
+        const RW w = forwardRealNetwork(d, parsePlanFor(row->plan, N), x);
+        y[0] = w.C[0];
+        if (N % 2 == 0) y[static_cast<std::size_t>(N / 2)] = w.C[static_cast<std::size_t>(N / 2)];
+        for (int q = 1; 2 * q < N; ++q) {
+            y[static_cast<std::size_t>(q)] = d.add(w.C[q], w.S[q]);
+            y[static_cast<std::size_t>(N - q)] = d.sub(w.C[q], w.S[q]);
+        }
+    } else {
+        const InverseRealRow* row = inverseRealRow(N);
+        kd.plan = row->plan;
+        // The folded input takes the place of the doubled spectrum.
+        std::vector<Ref> re(static_cast<std::size_t>(N / 2 + 1)), im(static_cast<std::size_t>(N / 2 + 1));
+        re[0] = x[0];
+        if (N % 2 == 0) re[static_cast<std::size_t>(N / 2)] = x[static_cast<std::size_t>(N / 2)];
+        for (int q = 1; 2 * q < N; ++q) {
+            re[q] = d.add(x[q], x[N - q]);
+            im[q] = d.sub(x[N - q], x[q]);
+        }
+        y = inverseRealNetwork(d, parsePlanFor(row->plan, N), re, im);
+    }
+    d.markOutputSide();
+    for (int n = 0; n < N; ++n) d.output(n, d.scale(y[n]));
+    if (hr->form == HartleyForm::B) {
+        // The inverse network's rotations followed by a constant merge as
+        // there; there is no doubling to merge.
+        std::vector<Ref> none;
+        mergeConstantChains(d, none, ConstPrecision::Double);
     }
     return kd;
 }

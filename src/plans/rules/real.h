@@ -28,4 +28,22 @@ RW forwardRealNetwork(Dag& d, const PlanNode& plan, const std::vector<Ref>& x);
 // stored in the kind's layout.
 KernelDag buildRealForward(const KernelDesc& k);
 
+// A plan with the order of the stages reversed at every level.
+PlanNode mirrored(const PlanNode& plan);
+
+// The inverse real network of a plan (stages in order of execution): the
+// dual of the forward network of the mirrored plan, on the values that
+// enter where R(k) and I(k) left it. Returns x[0..N-1], unscaled.
+std::vector<Ref> inverseRealNetwork(Dag& d, const PlanNode& plan, const std::vector<Ref>& re,
+                                    const std::vector<Ref>& im);
+
+// Inverse real kernels: the layout's elements loaded, every value but R(0)
+// and R(N/2) doubled, the inverse network, the scale.
+KernelDag buildRealInverse(const KernelDesc& k);
+
+// Hartley kernels: form A, the forward network and R(k) -/+ I(k) at its
+// output; form B, the input folded into R'(k), I'(k) for the inverse
+// network, with no doubling.
+KernelDag buildHartley(const KernelDesc& k);
+
 }  // namespace qrbgen::plans

@@ -33,9 +33,20 @@ public:
         Y_.assign(static_cast<std::size_t>(m_.a), std::vector<CVec>(static_cast<std::size_t>(chunks_)));
         // Building a chunk's loads right before its transforms keeps them
         // close in the kernel's order.
-        for (int c = 0; c < chunks_; ++c) firstStage(c, loadRows(c));
+        // The chunks of the first stage, and the blocks of the second, are
+        // parallel instances.
+        const int chunkGroup = d_.newGroup();
+        for (int c = 0; c < chunks_; ++c) {
+            Dag::InstanceScope run(d_, chunkGroup, {});
+            firstStage(c, loadRows(c));
+        }
         d_.markOutputSide();
+        const int blockGroup = d_.newGroup();
         for (int j = 0; j < blocks_; ++j) {
+            std::vector<CVec> seeds;
+            for (int c = 0; c < chunks_; ++c)
+                for (int t = 0; t < kLanes; ++t) seeds.push_back(kLanes * j + t < m_.a ? Y_[kLanes * j + t][c] : CVec{});
+            Dag::InstanceScope run(d_, blockGroup, refs(seeds));
             std::vector<CVec> Z = transposeBlock(j);
             if (m_.ct) twiddleRows(j, Z);
             secondStageAndStore(j, Z);

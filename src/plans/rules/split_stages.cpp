@@ -24,17 +24,21 @@ std::vector<CVec> ComplexNet::dft(const PlanNode& p, const std::vector<CVec>& z,
     const SplitMap m = SplitMap::of(p);
     const int a = m.a, b = m.b;
     std::vector<std::vector<CVec>> Y(static_cast<std::size_t>(b));
+    const int firstStage = d_.newGroup();
     for (int n2 = 0; n2 < b; ++n2) {
         std::vector<CVec> col(static_cast<std::size_t>(a));
         for (int n1 = 0; n1 < a; ++n1) col[n1] = z[static_cast<std::size_t>(m.in(n1, n2))];
+        Dag::InstanceScope run(d_, firstStage, refs(col));
         Y[n2] = dft(p.kids[0], col, m.rootA(r));
         if (m.ct)
             for (int k1 = 1; k1 < a && n2 > 0; ++k1) Y[n2][k1] = twiddle(Y[n2][k1], m.twiddle(r, n2, k1), M);
     }
     std::vector<CVec> X(static_cast<std::size_t>(M));
+    const int secondStage = d_.newGroup();
     for (int k1 = 0; k1 < a; ++k1) {
         std::vector<CVec> col(static_cast<std::size_t>(b));
         for (int n2 = 0; n2 < b; ++n2) col[n2] = Y[n2][k1];
+        Dag::InstanceScope run(d_, secondStage, refs(col));
         std::vector<CVec> W = dft(p.kids[1], col, m.rootB(r));
         for (int k2 = 0; k2 < b; ++k2) X[static_cast<std::size_t>(m.out(k1, k2))] = W[k2];
     }
@@ -74,7 +78,17 @@ std::vector<CVec> ComplexNet::leaf(const PlanNode& p, const std::vector<CVec>& z
         re[i] = z[i].re;
         im[i] = z[i].im;
     }
-    RW wr = net_.R(p, re, r), wi = net_.R(p, im, r);
+    // The real and the imaginary parts run the same network.
+    const int halves = d_.newGroup();
+    RW wr, wi;
+    {
+        Dag::InstanceScope run(d_, halves, re);
+        wr = net_.R(p, re, r);
+    }
+    {
+        Dag::InstanceScope run(d_, halves, im);
+        wi = net_.R(p, im, r);
+    }
     return splitJoin(d_, M, inverse_, wr, wi);
 }
 
@@ -88,6 +102,15 @@ std::vector<Ref> transpose(Dag& d, std::vector<Ref> rows) {
     Ref t0 = d.shuf(UnpackLo, rows[0], rows[1]), t1 = d.shuf(UnpackLo, rows[2], rows[3]);
     Ref t2 = d.shuf(UnpackHi, rows[0], rows[1]), t3 = d.shuf(UnpackHi, rows[2], rows[3]);
     return {d.shuf(MoveLH, t0, t1), d.shuf(MoveHL, t1, t0), d.shuf(MoveLH, t2, t3), d.shuf(MoveHL, t3, t2)};
+}
+
+std::vector<Ref> refs(const std::vector<CVec>& v) {
+    std::vector<Ref> r;
+    for (const CVec& c : v) {
+        r.push_back(c.re);
+        r.push_back(c.im);
+    }
+    return r;
 }
 
 Ref positive(Ref x) {

@@ -46,6 +46,10 @@ private:
 // drops the moves whose results nobody uses.
 std::vector<Ref> transpose(Dag& d, std::vector<Ref> rows);
 
+// The registers of complex values, real and imaginary part of each in turn
+// (the seeds of a parallel instance).
+std::vector<Ref> refs(const std::vector<CVec>& v);
+
 // Lane moves take their operands with positive sign; the plans never carry
 // a value negated into a transpose or an interleave.
 Ref positive(Ref x);

@@ -93,8 +93,12 @@ void TwoPassSplit::storeRow(int row, int chunk, CVec v) {
 void TwoPassSplit::build() {
     const int M = first_.n;
     // First pass, stage across the rows, chunk by chunk.
+    // The chunks of the first and the last stage, and the blocks between,
+    // are parallel instances.
     std::vector<std::vector<CVec>> Y(static_cast<std::size_t>(a_), std::vector<CVec>(static_cast<std::size_t>(chunks_)));
+    const int firstChunks = d_.newGroup();
     for (int c = 0; c < chunks_; ++c) {
+        Dag::InstanceScope run(d_, firstChunks, {});
         std::vector<CVec> rows(static_cast<std::size_t>(a_));
         for (int i = 0; i < a_; ++i) {
             rows[i] = loadRow(i, c);
@@ -106,7 +110,12 @@ void TwoPassSplit::build() {
     // Block by block: transpose, the rest of the first pass, the centre and
     // the first stage of the second pass.
     std::vector<std::vector<CVec>> V(static_cast<std::size_t>(blocks_));
+    const int blockGroup = d_.newGroup();
     for (int j = 0; j < blocks_; ++j) {
+        std::vector<CVec> seeds;
+        for (int c = 0; c < chunks_; ++c)
+            for (int t = 0; t < kLanes; ++t) seeds.push_back(kLanes * j + t < a_ ? Y[kLanes * j + t][c] : CVec{});
+        Dag::InstanceScope run(d_, blockGroup, refs(seeds));
         std::vector<CVec> Z(static_cast<std::size_t>(b_));
         for (int c = 0; c < chunks_; ++c) {
             std::vector<Ref> re, im;
@@ -125,7 +134,12 @@ void TwoPassSplit::build() {
     }
     d_.markOutputSide();
     // Transposes back, the second pass's stage across the rows, and out.
+    const int lastChunks = d_.newGroup();
     for (int c = 0; c < chunks_; ++c) {
+        std::vector<CVec> seeds;
+        for (int j = 0; j < blocks_; ++j)
+            for (int t = 0; t < kLanes; ++t) seeds.push_back(kLanes * c + t < b_ ? V[j][kLanes * c + t] : CVec{});
+        Dag::InstanceScope run(d_, lastChunks, refs(seeds));
         std::vector<CVec> R(static_cast<std::size_t>(a_));
         for (int j = 0; j < blocks_; ++j) {
             std::vector<Ref> re, im;

@@ -46,7 +46,8 @@ const std::vector<RaderRow> kSplit = {
 
 // Forward real kernels: the first transforms of their table, the even bins
 // by the inverse plan of length H (the dual of its mirror), the odd bins of
-// even H in the factor orders of that table.
+// even H in the factor orders of that table. A prime network inside a half
+// takes the inverse rows below.
 const std::vector<RaderRow> kReal = {
     {7, 3, "G(2,3)", "3", "3"},
     {11, 2, "G(5,2)", "5", "5"},
@@ -59,16 +60,48 @@ const std::vector<RaderRow> kReal = {
     {37, 2, "G(4,C(3,3))", "G(C(3,3),2)", "O(C(3,3),2)"},
     {41, 6, "G(5,C(4,2))", "G(4,5)", "O(5,4)"},
     {43, 3, "G(2,7,3)", "G(7,3)", "G(7,3)"},
-    {47, 5, "G(R23,2)", "R23[G(2,11);11;11]", "R23[G(2,11);11;11]"},
-    {53, 2, "G(4,R13)", "G(R13[G(4,3);G(3,2);O(2,3)],2)", "O(R13,2)"},
+    {47, 5, "G(R23,2)", "R23", "R23"},
+    // The odd bins of 53 keep the forward rows of 13, which take fewer
+    // operations there.
+    {53, 2, "G(4,R13)", "G(R13,2)", "O(R13[G(3,4);G(3,2);O(3,2)],2)"},
     {59, 2, "G(R29,2)", "R29", "R29"},
     {61, 2, "G(3,5,4)", "G(2,5,3)", "O(G(5,3),2)"},
 };
 
+// Inverse real kernels, as the forward networks they are the duals of: the
+// first transform is the mirror of the last transform of the inverse
+// kernel, the even bins the dual of its first transform (the forward plan
+// of length H).
+const std::vector<RaderRow> kRealInverse = {
+    {11, 2, "G(5,2)", "5", "5"},
+    {13, 2, "G(4,3)", "G(3,2)", "O(2,3)"},
+    {17, 3, "C(4,4)", "8", "O(2,4)"},
+    {19, 2, "G(C(3,3),2)", "C(3,3)", "C(3,3)"},
+    {23, 5, "G(2,11)", "11", "11"},
+    {29, 2, "G(4,7)", "G(2,7)", "O(7,2)"},
+    {31, 3, "G(5,G(3,2))", "G(3,5)", "G(3,5)"},
+    {37, 2, "G(4,C(3,3))", "G(2,C(3,3))", "O(C(3,3),2)"},
+    {41, 6, "G(8,5)", "G(5,4)", "O(5,4)"},
+    {43, 3, "G(7,G(2,3))", "G(7,3)", "G(7,3)"},
+    {47, 5, "G(2,R23)", "R23", "R23"},
+    {53, 2, "G(4,R13)", "G(R13,2)", "O(R13,2)"},
+    {59, 2, "G(R29,2)", "R29", "R29"},
+    {61, 2, "G(5,G(3,4))", "G(5,3,2)", "O(G(5,3),2)"},
+};
+
 }  // namespace
 
+RaderFamily halfFamily(RaderFamily f) {
+    if (f == RaderFamily::Real) return RaderFamily::RealInverse;
+    if (f == RaderFamily::RealInverse) return RaderFamily::Real;
+    return f;
+}
+
 const RaderRow& raderRow(int p, RaderFamily family) {
-    const auto& rows = family == RaderFamily::Complex ? kComplex : family == RaderFamily::Split ? kSplit : kReal;
+    const auto& rows = family == RaderFamily::Complex ? kComplex
+                       : family == RaderFamily::Split ? kSplit
+                       : family == RaderFamily::Real  ? kReal
+                                                      : kRealInverse;
     for (const RaderRow& r : rows)
         if (r.p == p) return r;
     throw std::invalid_argument("no Rader row for " + std::to_string(p));

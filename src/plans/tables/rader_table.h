@@ -11,7 +11,15 @@ enum class RaderFamily {
     Complex,  // 64fc pair form
     Split,    // a prime factor inside a 32fc split-form stage
     Real,     // the forward real kernels
+    // The inverse real kernels: the forward networks whose duals they are.
+    // The halves of a prime network are built as duals, so a prime inside
+    // a half takes the rows of the other real family.
+    RealInverse,
 };
+
+// The family of the prime networks inside the halves of a prime network of
+// the given family.
+RaderFamily halfFamily(RaderFamily f);
 
 // The network of a prime p, M = p - 1, H = M / 2. Plans are plan strings;
 // a prime of 13 or more in them, or "R11", is itself a Rader network of the

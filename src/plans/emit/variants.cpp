@@ -1,0 +1,84 @@
+#include "emit/variants.h"
+
+#include <sstream>
+
+#include "emit/printers.h"
+
+namespace qrbgen::plans {
+
+bool hasVariants(const KernelDesc& k) { return k.kind == Kind::CToC; }
+
+namespace {
+
+// The cost of a packing into `slots` slots (see tunables.h).
+double cost(const WideProgram::Stats& s, int slots) {
+    const int passes = (16 * slots + kDatapathBytes - 1) / kDatapathBytes;
+    return s.applies * passes + s.gathers * kGatherCost;
+}
+
+}  // namespace
+
+std::vector<VariantBuild> buildVariants(const KernelDag& k, const SchemeRow& s) {
+    std::vector<VariantBuild> out;
+    if (!hasVariants(k.desc)) return out;
+    const bool scalar = s.id == SchemeId::Scalar32fc;
+    const bool single = isSingle(k.desc.type);
+    for (const VariantRow& row : kVariants) {
+        VariantBuild v{&row, 1, {}, {}};
+        BodyInfo body;
+        if (scalar) {
+            // Scalar kernels have nothing to pack: the same operations in
+            // the variant's encoding.
+            v.stats = packDag(k.dag, 1).stats();
+            body = printScalar(k, s, "qrbg::wide");
+        } else {
+            // Packings narrowest first; a wider one replaces the one in hand
+            // where it pays.
+            const Packing* chosen = nullptr;
+            WideProgram used;
+            double usedCost = 0;
+            for (const Packing& p : row.packings) {
+                if (p.slots == 0) break;
+                WideProgram w = packDag(k.dag, p.slots);
+                const double c = cost(w.stats(), p.slots);
+                if (chosen == nullptr || c <= row.maxShare * usedCost) {
+                    chosen = &p;
+                    used = std::move(w);
+                    usedCost = c;
+                }
+            }
+            v.slots = chosen->slots;
+            v.stats = used.stats();
+            body = printWide(k, used, single ? chosen->type32 : chosen->type64, row.align, row.registers);
+        }
+        v.text = "// " + kernelName(k.desc) + ", " + row.name + " variant: plan " + k.plan + ", " +
+                 std::to_string(v.slots) + " slot" + (v.slots > 1 ? "s" : "") + " per register\n" + body.text +
+                 printVariantFrame(k, body, row.name, row.align) + "\n";
+        out.push_back(std::move(v));
+    }
+    return out;
+}
+
+std::string printBinding(const KernelDesc& k, const std::vector<VariantBuild>& v) {
+    const std::string e = elemCType(k.type), name = kernelName(k), resolver = "resolve_" + name;
+    const std::string sig = "(const " + e + "*, " + e + "*, int32_t)";
+    std::ostringstream o;
+    o << "#if QRBG_VARIANTS\nextern \"C\" {\n";
+    for (const VariantBuild& b : v)
+        o << "__attribute__((visibility(\"hidden\"))) Status " << internalName(k, b.row->name) << sig << ";\n";
+    o << "// The widest variant this processor runs, chosen once when the library loads.\n";
+    o << "static Status (*" << resolver << "())" << sig << " {\n    __builtin_cpu_init();\n";
+    for (auto it = v.rbegin(); it != v.rend(); ++it) {
+        o << "    if (";
+        for (int f = 0; f < 2 && it->row->features[f]; ++f)
+            o << (f ? " && " : "") << "__builtin_cpu_supports(\"" << it->row->features[f] << "\")";
+        o << ") return " << internalName(k, it->row->name) << ";\n";
+    }
+    o << "    return " << internalName(k, "sse2") << ";\n}\n";
+    o << "QRBG_API Status " << name << "(const " << e << "* src, " << e << "* dst, int32_t flag) __attribute__((ifunc(\""
+      << resolver << "\")));\n";
+    o << "}\n#endif\n";
+    return o.str();
+}
+
+}  // namespace qrbgen::plans
