@@ -36,6 +36,19 @@ Dag::InstanceScope::InstanceScope(Dag& d, int group, const std::vector<Ref>& see
 
 Dag::InstanceScope::~InstanceScope() { d_.open_.pop_back(); }
 
+void Dag::adoptInstances(const Dag& from, const std::vector<Ref>& map) {
+    auto to = [&](int id) { return id < 0 || map[static_cast<std::size_t>(id)].isZero() ? -1 : map[static_cast<std::size_t>(id)].id; };
+    groups_ = from.groups_;
+    instances_.clear();
+    for (const Instance& in : from.instances_) {
+        Instance out{in.group, {}, {}};
+        for (int s : in.seeds) out.seeds.push_back(to(s));
+        for (int id : in.nodes)
+            if (to(id) >= 0) out.nodes.push_back(to(id));
+        instances_.push_back(std::move(out));
+    }
+}
+
 void Dag::tag(Ref x, Tag t) {
     if (!x.isZero()) tags_[static_cast<std::size_t>(x.id)] |= t;
 }

@@ -119,6 +119,10 @@ public:
     };
     const std::vector<Instance>& instances() const { return instances_; }
     int groups() const { return groups_; }
+    // Carries the instances of `from` over to this DAG, a rebuilt copy of
+    // it in which node i of `from` became map[i] (the zero reference where
+    // the node was left out).
+    void adoptInstances(const Dag& from, const std::vector<Ref>& map);
 
     Ref input(int slot, LoadKind kind = LoadPlain);
     Ref zero() const { return Ref{}; }

@@ -161,6 +161,8 @@ int mergePass(Dag& dag, std::vector<Ref>& roots, ConstPrecision prec) {
         const Ref v = map[static_cast<std::size_t>(o.id)];
         out.output(o.slot, o.neg ? -v : v);
     }
+    // The parallel instances that the builder declared stay declared.
+    out.adoptInstances(dag, map);
     dag = std::move(out);
     return merges;
 }
