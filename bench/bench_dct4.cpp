@@ -2,7 +2,10 @@
 // transform is twice ours; the factor does not change the work. Both run on
 // the same 16-byte-aligned arrays; our plan is built once, FFTW's with
 // FFTW_MEASURE. A second pair of families compares the time of our Init
-// with FFTW's planning time (wisdom forgotten before every plan).
+// with FFTW's planning time (wisdom forgotten before every plan). In builds
+// with wide forms, each form of compute the processor runs is also called
+// directly, 2 to 2^20 points ("dct4-32f-sse2", "dct4-32f-avx2",
+// "dct4-32f-avx512", and so for 64f), each against FFTW.
 #include <fftw3.h>
 
 #include <random>
@@ -10,6 +13,10 @@
 
 #include "bench_common.h"
 #include "qrbgen.h"
+#include "qrbg_simd.h"
+#if QRBG_WIDE_FORMS
+#include "compute_forms.h"
+#endif
 
 namespace {
 
@@ -55,8 +62,8 @@ void fill(T* x, int n) {
     for (int i = 0; i < n; ++i) x[i] = d(gen);
 }
 
-template <class T>
-void ours(benchmark::State& st, int n) {
+template <class T, class Run>
+void ours(benchmark::State& st, int n, Run run) {
     using P = Peer<T>;
     int32_t size = 0;
     P::getSize(n, &size);
@@ -70,7 +77,7 @@ void ours(benchmark::State& st, int n) {
     T* out = P::alloc(n);
     fill(in, n);
     for (auto _ : st) {
-        P::run(in, out, spec);
+        run(in, out, spec);
         benchmark::DoNotOptimize(out);
         benchmark::ClobberMemory();
     }
@@ -127,10 +134,11 @@ void peerPlan(benchmark::State& st, int n) {
 
 template <class T>
 void registerAll() {
-    const std::string f = Peer<T>::name, fi = f + "-init";
+    using P = Peer<T>;
+    const std::string f = P::name, fi = f + "-init";
     for (int n = 2; n <= (1 << 22); n *= 2) {
         const std::string l = qrbbench::label(n);
-        benchmark::RegisterBenchmark((f + "/ours/" + l).c_str(), [=](benchmark::State& s) { ours<T>(s, n); });
+        benchmark::RegisterBenchmark((f + "/ours/" + l).c_str(), [=](benchmark::State& s) { ours<T>(s, n, P::run); });
         benchmark::RegisterBenchmark((f + "/peer/" + l).c_str(), [=](benchmark::State& s) { peer<T>(s, n); });
     }
     for (int n : {16, 256, 4096, 65536, 1 << 20}) {
@@ -140,10 +148,41 @@ void registerAll() {
     }
 }
 
+#if QRBG_WIDE_FORMS
+template <class T>
+using ComputeFn = Status (*)(const T*, T*, const qrbg::dct4::Env1*);
+
+template <class T>
+void registerForm(const char* form, bool runs, ComputeFn<T> fn) {
+    if (!runs) return;
+    const std::string f = std::string(Peer<T>::name) + "-" + form;
+    const auto run = [fn](const T* s, T* d, Dct4Spec* p) {
+        return fn(s, d, reinterpret_cast<const qrbg::dct4::Env1*>(p));
+    };
+    for (int n = 2; n <= (1 << 20); n *= 2) {
+        const std::string l = qrbbench::label(n);
+        benchmark::RegisterBenchmark((f + "/ours/" + l).c_str(), [=](benchmark::State& s) { ours<T>(s, n, run); });
+        benchmark::RegisterBenchmark((f + "/peer/" + l).c_str(), [=](benchmark::State& s) { peer<T>(s, n); });
+    }
+}
+
+void registerForms() {
+    __builtin_cpu_init();
+#define QRBB_FORM(V, f1, f2)                                                                            \
+    registerForm<float>(#V, __builtin_cpu_supports(f1) && __builtin_cpu_supports(f2), owngDCT4Compute_32f_##V); \
+    registerForm<double>(#V, __builtin_cpu_supports(f1) && __builtin_cpu_supports(f2), owngDCT4Compute_64f_##V);
+    QRBG_DCT4_FORMS(QRBB_FORM)
+#undef QRBB_FORM
+}
+#else
+void registerForms() {}
+#endif
+
 }  // namespace
 
 int main(int argc, char** argv) {
     registerAll<float>();
     registerAll<double>();
+    registerForms();
     return qrbbench::runAll(argc, argv);
 }

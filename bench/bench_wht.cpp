@@ -3,7 +3,10 @@
 // compiled here with the library's flags. Every order of both precisions,
 // once with a caller's scratch buffer (family "wht32f", "wht64f") and once
 // with a null buffer, so that orders 8 to 13 allocate per call
-// ("wht32f-nullbuf", "wht64f-nullbuf"). Both sides use ScaleBySqrtN, under
+// ("wht32f-nullbuf", "wht64f-nullbuf"). In builds with wide forms, each
+// form the processor runs is also called directly, with a caller's buffer,
+// over orders 4 to 13 ("wht32f-sse2", "wht32f-avx2", "wht32f-avx512", and so
+// for 64f), each against the same loop. Both sides use ScaleBySqrtN, under
 // which repeated in-place application by the loop keeps its data bounded.
 #include <cmath>
 #include <cstdint>
@@ -14,6 +17,10 @@
 
 #include "bench_common.h"
 #include "qrbgen.h"
+#include "qrbg_simd.h"
+#if QRBG_WIDE_FORMS
+#include "wht_variants.h"
+#endif
 
 namespace {
 
@@ -79,13 +86,12 @@ T* alignedArray(std::size_t n) {
 }
 
 template <class T>
-void ours(benchmark::State& st, int order, bool withBuffer) {
+void ours(benchmark::State& st, int order, bool withBuffer, Kernel<T> f) {
     const std::size_t n = std::size_t(1) << order;
     T* src = alignedArray<T>(n);
     T* dst = alignedArray<T>(n);
     const int32_t size = Type<T>::bufferSize(order);
     uint8_t* buffer = withBuffer && size > 0 ? static_cast<uint8_t*>(qrbMalloc(size)) : nullptr;
-    const Kernel<T> f = Type<T>::kernel(order);
     for (auto _ : st) {
         if (f(src, dst, ScaleBySqrtN, buffer) != StatusOk) st.SkipWithError("kernel failed");
         benchmark::DoNotOptimize(dst);
@@ -116,17 +122,71 @@ void registerAll() {
         for (bool withBuffer : {true, false}) {
             const std::string family = std::string(Type<T>::name) + (withBuffer ? "" : "-nullbuf");
             benchmark::RegisterBenchmark((family + "/ours/" + l).c_str(),
-                                         [=](benchmark::State& s) { ours<T>(s, order, withBuffer); });
+                                         [=](benchmark::State& s) { ours<T>(s, order, withBuffer, Type<T>::kernel(order)); });
             benchmark::RegisterBenchmark((family + "/peer/" + l).c_str(),
                                          [=](benchmark::State& s) { peer<T>(s, order); });
         }
     }
 }
 
+#if QRBG_WIDE_FORMS
+// Every form of orders 4 to 13, called by its internal name.
+#define QRBB_FORM_TABLE(V, f1, f2)                                                                          \
+    struct Form_##V {                                                                                       \
+        static constexpr const char* name = #V;                                                             \
+        static bool runs() {                                                                                \
+            __builtin_cpu_init();                                                                           \
+            return __builtin_cpu_supports(f1) && __builtin_cpu_supports(f2);                                \
+        }                                                                                                   \
+        static Kernel<float> kernel(float*, int o) {                                                        \
+            static const Kernel<float> k[10] = {owngWHT_4_32f_##V,  owngWHT_5_32f_##V,  owngWHT_6_32f_##V,  \
+                                                owngWHT_7_32f_##V,  owngWHT_8_32f_##V,  owngWHT_9_32f_##V,  \
+                                                owngWHT_10_32f_##V, owngWHT_11_32f_##V, owngWHT_12_32f_##V, \
+                                                owngWHT_13_32f_##V};                                        \
+            return k[o - 4];                                                                                \
+        }                                                                                                   \
+        static Kernel<double> kernel(double*, int o) {                                                      \
+            static const Kernel<double> k[10] = {owngWHT_4_64f_##V,  owngWHT_5_64f_##V,  owngWHT_6_64f_##V,  \
+                                                 owngWHT_7_64f_##V,  owngWHT_8_64f_##V,  owngWHT_9_64f_##V,  \
+                                                 owngWHT_10_64f_##V, owngWHT_11_64f_##V, owngWHT_12_64f_##V, \
+                                                 owngWHT_13_64f_##V};                                        \
+            return k[o - 4];                                                                                \
+        }                                                                                                   \
+    };
+QRBG_WHT_FORMS(QRBB_FORM_TABLE)
+#undef QRBB_FORM_TABLE
+
+template <class T, class F>
+void registerForm() {
+    if (!F::runs()) return;
+    for (int order = 4; order <= 13; ++order) {
+        const std::string l = qrbbench::label(1 << order);
+        const std::string family = std::string(Type<T>::name) + "-" + F::name;
+        const Kernel<T> f = F::kernel(static_cast<T*>(nullptr), order);
+        benchmark::RegisterBenchmark((family + "/ours/" + l).c_str(),
+                                     [=](benchmark::State& s) { ours<T>(s, order, true, f); });
+        benchmark::RegisterBenchmark((family + "/peer/" + l).c_str(),
+                                     [=](benchmark::State& s) { peer<T>(s, order); });
+    }
+}
+
+template <class T>
+void registerForms() {
+#define QRBB_REGISTER(V, f1, f2) registerForm<T, Form_##V>();
+    QRBG_WHT_FORMS(QRBB_REGISTER)
+#undef QRBB_REGISTER
+}
+#else
+template <class T>
+void registerForms() {}
+#endif
+
 }  // namespace
 
 int main(int argc, char** argv) {
     registerAll<float>();
     registerAll<double>();
+    registerForms<float>();
+    registerForms<double>();
     return qrbbench::runAll(argc, argv);
 }

@@ -111,6 +111,103 @@ constexpr DD cosPi(std::int64_t p, std::int64_t q) {
 // sin(t) = cos(t - pi/2)
 constexpr DD sinPi(std::int64_t p, std::int64_t q) { return cosPi(2 * p - q, 2 * q); }
 
+// ---- Cosine and sine of a double ---------------------------------------------
+// For the tables a plan fills at Init: the argument is a double (the angle
+// as the plan rounds it), not a fraction of pi, and the value is wanted to
+// about 2^-100 relative, so that it can be rounded once to float or double.
+
+// pi/2 as the unevaluated sum of three doubles, about 160 bits.
+inline constexpr double kHalfPi[3] = {0x1.921fb54442d18p+0, 0x1.1a62633145c07p-54, -0x1.f1976b7ed8fbcp-110};
+
+constexpr std::int64_t nearest(double v) {
+    return static_cast<std::int64_t>(v < 0 ? v - 0.5 : v + 0.5);
+}
+
+// a = k pi/2 + r with |r| a little over pi/4, r in double-double. k pi/2's
+// leading product is exact (twoProd), and a minus its high part is exact
+// too, since both lie within a factor of two of each other when k != 0.
+// Meant for |a| below 2^20, where k times each part of pi/2 stays exact
+// enough; a plan's angles stay below 2 pi.
+constexpr DD reduceHalfPi(double a, std::int64_t& k) {
+    k = nearest(a * 0.63661977236758134308);  // 2/pi; k may be off by one near a boundary, r stays small
+    if (k == 0) return {a, 0.0};
+    const double kd = static_cast<double>(k);
+    const DD p = twoProd(kd, kHalfPi[0]);
+    DD r = twoSum(a - p.hi, -p.lo);
+    r = add(r, neg(twoProd(kd, kHalfPi[1])));
+    return add(r, DD{-kd * kHalfPi[2], 0.0});
+}
+
+// Steps of the table below: cos and sin of j/128 for j = 0 .. 101, which
+// covers |r| up to pi/4 and some.
+inline constexpr int kTrigSteps = 102;
+inline constexpr double kTrigStep = 128.0;
+struct TrigTable {
+    DD c[kTrigSteps], s[kTrigSteps];
+};
+inline constexpr TrigTable kTrigTable = [] {
+    TrigTable t{};
+    for (int j = 0; j < kTrigSteps; ++j) {
+        t.c[j] = cosSeries(DD{j / kTrigStep, 0.0});
+        t.s[j] = sinSeries(DD{j / kTrigStep, 0.0});
+    }
+    return t;
+}();
+
+// 1/k!, k = 0 .. 9.
+struct InvFactorials {
+    DD v[10];
+};
+inline constexpr InvFactorials kInvFactorial = [] {
+    InvFactorials f{};
+    f.v[0] = {1.0, 0.0};
+    for (int k = 1; k < 10; ++k) f.v[k] = div(f.v[k - 1], DD{double(k), 0.0});
+    return f;
+}();
+
+// cos and sin of |t| <= 1/256 and a little, by their series:
+//   cos t = 1 - t2 (1/2! - t2 (1/4! - t2 (1/6! - t2/8!)))
+//   sin t = t (1 - t2 (1/3! - t2 (1/5! - t2 (1/7! - t2/9!))))
+// with t2 = t^2. The innermost bracket is a double: its rounding error,
+// below 2^-63, is multiplied by t2^3 < 2^-48 on the way out. The first
+// term left out is below 2^-114 of the value.
+constexpr void smallCosSin(DD t, DD& c, DD& s) {
+    const DD t2 = mul(t, t);
+    const DD* f = kInvFactorial.v;
+    DD pc = add(f[6], DD{-t2.hi * f[8].hi, 0.0});
+    DD ps = add(f[7], DD{-t2.hi * f[9].hi, 0.0});
+    pc = add(f[4], neg(mul(t2, pc)));
+    ps = add(f[5], neg(mul(t2, ps)));
+    pc = add(f[2], neg(mul(t2, pc)));
+    ps = add(f[3], neg(mul(t2, ps)));
+    c = add(f[0], neg(mul(t2, pc)));
+    s = mul(t, add(f[0], neg(mul(t2, ps))));
+}
+
+// cos(a) and sin(a) for a double a, |a| < 2^20, to about 2^-100 relative.
+constexpr void cosSin(double a, DD& c, DD& s) {
+    std::int64_t k = 0;
+    const DD r = reduceHalfPi(a, k);
+    // r = j/128 + t, with t exact: r.hi and j/128 are within a factor of two.
+    const std::int64_t j = nearest(r.hi * kTrigStep);
+    const std::int64_t aj = j < 0 ? -j : j;
+    const DD t = quickTwoSum(r.hi - static_cast<double>(j) / kTrigStep, r.lo);
+    DD ct{}, st{};
+    smallCosSin(t, ct, st);
+    DD cr = ct, sr = st;
+    if (j != 0) {
+        const DD cj = kTrigTable.c[aj], sj = j < 0 ? neg(kTrigTable.s[aj]) : kTrigTable.s[aj];
+        cr = add(mul(cj, ct), neg(mul(sj, st)));
+        sr = add(mul(sj, ct), mul(cj, st));
+    }
+    switch (((k % 4) + 4) % 4) {
+        case 0: c = cr, s = sr; break;
+        case 1: c = neg(sr), s = cr; break;
+        case 2: c = neg(cr), s = neg(sr); break;
+        default: c = sr, s = neg(cr); break;
+    }
+}
+
 // Rounded once to nearest: a normalised double-double's high part is the
 // double nearest to its value. For a float, the high part is rounded, and
 // only where it lies exactly halfway between two floats does the low part

@@ -12,6 +12,7 @@
 #include "simd.h"
 
 namespace qrbg::dct4 {
+inline namespace QRBG_ISA {
 
 template <class T>
 constexpr T kH = static_cast<T>(0.7071067811865475244008443621048490393L);  // sqrt(1/2)
@@ -196,4 +197,5 @@ QRBG_INLINE void F8(const Cx<V>* x, int S, Cx<V>* X, int step) {
     F4(w[0], w[1], w[2], w[3], X + step, 2 * step);
 }
 
+}  // namespace QRBG_ISA
 }  // namespace qrbg::dct4

@@ -24,10 +24,36 @@
 // The unaligned form stays a function of its own.
 #define QRBG_NOINLINE __attribute__((noinline))
 
+// Builds with wide variants of the hand-written kernels: x86-64. There the
+// 16-byte kernels are internal functions beside their AVX2 and AVX-512
+// variants, and each exported name is bound once, when the library loads,
+// to the widest variant the processor runs (QRBG_BIND_WIDEST). The i386
+// build has the 16-byte kernels alone, under the exported names.
+#if defined(__x86_64__)
+#define QRBG_WIDE_FORMS 1
+#else
+#define QRBG_WIDE_FORMS 0
+#endif
+
+// The exported function `name`, of result type Ret and parameter list
+// Params, bound to internal_avx512 (AVX-512F and VL), internal_avx2 or
+// internal_sse2, which must be declared before. A call then costs what any
+// call of an exported function costs; nothing is decided per call.
+#define QRBG_BIND_WIDEST(name, internal, Ret, Params)                                                        \
+    extern "C" {                                                                                             \
+    static Ret(*resolve_##name())Params {                                                                    \
+        __builtin_cpu_init();                                                                                \
+        if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl")) return internal##_avx512; \
+        if (__builtin_cpu_supports("avx2")) return internal##_avx2;                                          \
+        return internal##_sse2;                                                                              \
+    }                                                                                                        \
+    QRBG_API Ret name Params __attribute__((ifunc("resolve_" #name)));                                       \
+    }
+
 namespace qrbg {
 
 // The aligned form needs both arrays at multiples of 16 bytes.
-inline bool misaligned(const void* a, const void* b) {
+QRBG_INLINE bool misaligned(const void* a, const void* b) {
     return ((reinterpret_cast<std::uintptr_t>(a) | reinterpret_cast<std::uintptr_t>(b)) & 15u) != 0;
 }
 
@@ -113,3 +139,32 @@ QRBG_INLINE __m128 broadcast(float s) {
 QRBG_INLINE __m128d broadcast(double s) { return _mm_set1_pd(s); }
 
 }  // namespace qrbg
+
+// ---- 32-byte registers -----------------------------------------------------------
+// The wide variants of the hand-written families, in sources compiled for
+// AVX2 or AVX-512: unaligned moves at any address (they cost what aligned
+// ones do on these processors), 16-byte halves from two places, and
+// non-temporal stores at multiples of 32 bytes.
+#if defined(__AVX__)
+#include <immintrin.h>
+
+namespace qrbg {
+
+QRBG_INLINE __m256 ld32(const float* p) { return _mm256_loadu_ps(p); }
+QRBG_INLINE __m256d ld32(const double* p) { return _mm256_loadu_pd(p); }
+QRBG_INLINE void st32(float* p, __m256 v) { _mm256_storeu_ps(p, v); }
+QRBG_INLINE void st32(double* p, __m256d v) { _mm256_storeu_pd(p, v); }
+
+// 16 bytes from `lo` in the low half, 16 from `hi` in the high half.
+QRBG_INLINE __m256 ld16x2(const float* lo, const float* hi) {
+    return _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_loadu_ps(lo)), _mm_loadu_ps(hi), 1);
+}
+QRBG_INLINE __m256d ld16x2(const double* lo, const double* hi) {
+    return _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(lo)), _mm_loadu_pd(hi), 1);
+}
+
+QRBG_INLINE void stream32(float* p, __m256 v) { _mm256_stream_ps(p, v); }
+QRBG_INLINE void stream32(double* p, __m256d v) { _mm256_stream_pd(p, v); }
+
+}  // namespace qrbg
+#endif

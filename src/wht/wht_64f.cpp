@@ -9,19 +9,20 @@
 //   13        three passes through groups of 1024 elements (8192 bytes)
 #include "wht_kernels.h"
 
-extern "C" QRBG_API Status qrbgWHT_3_64f(const Qrbg64f* src, Qrbg64f* dst, std::int32_t flag) {
-    if (::qrbg::misaligned(src, dst)) return ::qrbg::wht::straightKernel<Qrbg64f, 3, false>(src, dst, flag);
-    return ::qrbg::wht::straightKernel<Qrbg64f, 3, true>(src, dst, flag);
+extern "C" QRBG_WHT_SSE2_LINK Status QRBG_WHT_SSE2_NAME(3, 64f)(const Qrbg64f* src, Qrbg64f* dst, std::int32_t flag) {
+    using V = ::qrbg::wht::Vec<Qrbg64f>;
+    if (::qrbg::misaligned(src, dst)) return ::qrbg::wht::straightKernel<V, 3, false>(src, dst, flag);
+    return ::qrbg::wht::straightKernel<V, 3, true>(src, dst, flag);
 }
 
-QRBG_WHT_STRAIGHT(4, 64f, Qrbg64f)
-QRBG_WHT_STRAIGHT(5, 64f, Qrbg64f)
-QRBG_WHT_STRAIGHT(6, 64f, Qrbg64f)
-QRBG_WHT_STRAIGHT(7, 64f, Qrbg64f)
+QRBG_WHT_TWIN_FORMS(4, 64f, Qrbg64f)
+QRBG_WHT_TWIN_FORMS(5, 64f, Qrbg64f)
+QRBG_WHT_TWIN_FORMS(6, 64f, Qrbg64f)
+QRBG_WHT_TWIN_FORMS(7, 64f, Qrbg64f)
 
-QRBG_WHT_SCRATCH(8, 64f, Qrbg64f)
-QRBG_WHT_SCRATCH(9, 64f, Qrbg64f)
-QRBG_WHT_SCRATCH(10, 64f, Qrbg64f)
-QRBG_WHT_SCRATCH(11, 64f, Qrbg64f)
-QRBG_WHT_SCRATCH(12, 64f, Qrbg64f)
-QRBG_WHT_SCRATCH(13, 64f, Qrbg64f)
+QRBG_WHT_TWIN_FORMS(8, 64f, Qrbg64f)
+QRBG_WHT_TWIN_FORMS(9, 64f, Qrbg64f)
+QRBG_WHT_TWIN_FORMS(10, 64f, Qrbg64f)
+QRBG_WHT_TWIN_FORMS(11, 64f, Qrbg64f)
+QRBG_WHT_TWIN_FORMS(12, 64f, Qrbg64f)
+QRBG_WHT_TWIN_FORMS(13, 64f, Qrbg64f)

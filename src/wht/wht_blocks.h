@@ -4,7 +4,9 @@
 // level 1, and so on, each sum and difference rounded in the element type,
 // then one multiplication by the scale. The blocks below only change which
 // independent operations run first; every element still meets the levels in
-// ascending order, so all kernels give the bits of the plain level loop.
+// ascending order, and every butterfly takes the same two operands in the
+// same order (a + b and a - b, a the lower index), so all kernels give the
+// bits of the plain level loop, whatever the width of their registers.
 //
 // A block is written against two callbacks: `ld(i)` yields vector i of its
 // input, `st(i, v)` takes vector i of its result. The caller decides where
@@ -12,6 +14,13 @@
 // the scale is applied on the way out, so one block serves straight-line
 // kernels, row passes and column passes alike. All index arithmetic is done
 // at compile time through `unroll`, which leaves straight-line code.
+//
+// The register operations come from a traits type V (V::T the element type,
+// V::R the register, V::kLanes elements per register): the 16-byte ones
+// below, the wide ones in wht_wide.h. Everything here lives in a namespace
+// named after the instruction set the including source is compiled for
+// (QRBG_ISA), so that a function compiled for a wider instruction set can
+// never stand in for the 16-byte code's copy of it at link time.
 #pragma once
 
 #include <emmintrin.h>
@@ -23,7 +32,12 @@
 #include "qrbg_simd.h"
 #include "qrbgen.h"
 
+#ifndef QRBG_ISA
+#define QRBG_ISA sse2
+#endif
+
 namespace qrbg::wht {
+inline namespace QRBG_ISA {
 
 // Calls f(integral_constant<int, 0>) ... f(integral_constant<int, N-1>):
 // an unrolled loop whose index is a constant expression.
@@ -34,7 +48,10 @@ QRBG_INLINE void unroll(F&& f) {
     }(std::make_integer_sequence<int, N>{});
 }
 
-// ---- Vector operations per element type ------------------------------------
+template <class V, int L, class Ld, class St>
+QRBG_INLINE void block(Ld&& ld, St&& st);
+
+// ---- 16-byte registers -------------------------------------------------------
 //
 // kLanes elements per 16-byte vector; kLow levels are done inside a vector
 // (by shuffles), on groups of kGroup vectors: a 4x4 tile for floats, a quad
@@ -44,6 +61,7 @@ struct Vec;
 
 template <>
 struct Vec<float> {
+    using T = float;
     using R = __m128;
     static constexpr int kLanes = 4;
     static constexpr int kLow = 2;
@@ -90,10 +108,18 @@ struct Vec<float> {
         v[0] = ld(0), v[1] = ld(1), v[2] = ld(2), v[3] = ld(3);
         low(v[0], v[1], v[2], v[3]);
     }
+
+    // All levels of 2^kLog contiguous elements from `in` (the caller's
+    // array, aligned when kAligned), result vector i to st(i, v).
+    template <int kLog, bool kAligned, class St>
+    static QRBG_INLINE void rowBlock(const float* in, St&& st) {
+        block<Vec, kLog - kLow>([&](int i) QRBG_INLINE_LAMBDA { return load<kAligned>(in + i * kLanes); }, st);
+    }
 };
 
 template <>
 struct Vec<double> {
+    using T = double;
     using R = __m128d;
     static constexpr int kLanes = 2;
     static constexpr int kLow = 1;
@@ -139,6 +165,11 @@ struct Vec<double> {
         v[0] = ld(0), v[1] = ld(1);
         low(v[0], v[1]);
     }
+
+    template <int kLog, bool kAligned, class St>
+    static QRBG_INLINE void rowBlock(const double* in, St&& st) {
+        block<Vec, kLog - kLow>([&](int i) QRBG_INLINE_LAMBDA { return load<kAligned>(in + i * kLanes); }, st);
+    }
 };
 
 // ---- Whole-vector levels ---------------------------------------------------
@@ -147,10 +178,8 @@ struct Vec<double> {
 // q, 2q and 3q: the lower level pairs (a, b) and (c, d), which stand q
 // apart, the upper level pairs its results, which stand 2q apart. Each
 // element still goes through the lower level first.
-template <class T, class St>
-QRBG_INLINE void radix4(typename Vec<T>::R a, typename Vec<T>::R b, typename Vec<T>::R c,
-                               typename Vec<T>::R d, St&& st) {
-    using V = Vec<T>;
+template <class V, class St>
+QRBG_INLINE void radix4(typename V::R a, typename V::R b, typename V::R c, typename V::R d, St&& st) {
     const auto s0 = V::add(a, b), d0 = V::sub(a, b), s1 = V::add(c, d), d1 = V::sub(c, d);
     st(0, V::add(s0, s1));
     st(1, V::add(d0, d1));
@@ -162,9 +191,8 @@ QRBG_INLINE void radix4(typename Vec<T>::R a, typename Vec<T>::R b, typename Vec
 // first, then distance 2, up to distance 2^(L-1). Worked depth-first: the
 // four quarters take their L-2 lower levels each before the top two levels
 // join them, so a quarter's data stay close to the registers.
-template <class T, int L, class Ld, class St>
+template <class V, int L, class Ld, class St>
 QRBG_INLINE void vectorLevels(Ld&& ld, St&& st) {
-    using V = Vec<T>;
     if constexpr (L == 0) {
         st(0, ld(0));
     } else if constexpr (L == 1) {
@@ -172,28 +200,27 @@ QRBG_INLINE void vectorLevels(Ld&& ld, St&& st) {
         st(0, V::add(a, b));
         st(1, V::sub(a, b));
     } else if constexpr (L == 2) {
-        radix4<T>(ld(0), ld(1), ld(2), ld(3), st);
+        radix4<V>(ld(0), ld(1), ld(2), ld(3), st);
     } else {
         constexpr int Q = 1 << (L - 2);
         typename V::R v[4 * Q];
         unroll<4>([&](auto q) QRBG_INLINE_LAMBDA {
-            vectorLevels<T, L - 2>([&](int i) QRBG_INLINE_LAMBDA { return ld(q * Q + i); },
+            vectorLevels<V, L - 2>([&](int i) QRBG_INLINE_LAMBDA { return ld(q * Q + i); },
                                    [&](int i, typename V::R x) QRBG_INLINE_LAMBDA { v[q * Q + i] = x; });
         });
         unroll<Q>([&](auto i) QRBG_INLINE_LAMBDA {
-            radix4<T>(v[i], v[i + Q], v[i + 2 * Q], v[i + 3 * Q],
+            radix4<V>(v[i], v[i + Q], v[i + 2 * Q], v[i + 3 * Q],
                       [&](int k, typename V::R x) QRBG_INLINE_LAMBDA { st(i + k * Q, x); });
         });
     }
 }
 
 // All levels of a contiguous block of 2^(L + kLow) elements held in 2^L
-// vectors: the in-vector levels on each tile or quad, then the whole-vector
-// levels. Blocks of more than 8 vectors are split into four quarters that
-// finish their own levels first.
-template <class T, int L, class Ld, class St>
+// 16-byte vectors: the in-vector levels on each tile or quad, then the
+// whole-vector levels. Blocks of more than 8 vectors are split into four
+// quarters that finish their own levels first.
+template <class V, int L, class Ld, class St>
 QRBG_INLINE void block(Ld&& ld, St&& st) {
-    using V = Vec<T>;
     constexpr int M = 1 << L;
     typename V::R v[M];
     if constexpr (L <= 3) {
@@ -201,15 +228,15 @@ QRBG_INLINE void block(Ld&& ld, St&& st) {
         unroll<M / V::kGroup>([&](auto g) QRBG_INLINE_LAMBDA {
             V::lowGroup([&](int i) QRBG_INLINE_LAMBDA { return ld(g * V::kGroup + i); }, v + g * V::kGroup);
         });
-        vectorLevels<T, L>([&](int i) QRBG_INLINE_LAMBDA { return v[i]; }, st);
+        vectorLevels<V, L>([&](int i) QRBG_INLINE_LAMBDA { return v[i]; }, st);
     } else {
         constexpr int Q = M / 4;
         unroll<4>([&](auto q) QRBG_INLINE_LAMBDA {
-            block<T, L - 2>([&](int i) QRBG_INLINE_LAMBDA { return ld(q * Q + i); },
+            block<V, L - 2>([&](int i) QRBG_INLINE_LAMBDA { return ld(q * Q + i); },
                             [&](int i, typename V::R x) QRBG_INLINE_LAMBDA { v[q * Q + i] = x; });
         });
         unroll<Q>([&](auto i) QRBG_INLINE_LAMBDA {
-            radix4<T>(v[i], v[i + Q], v[i + 2 * Q], v[i + 3 * Q],
+            radix4<V>(v[i], v[i + Q], v[i + 2 * Q], v[i + 3 * Q],
                       [&](int k, typename V::R x) QRBG_INLINE_LAMBDA { st(i + k * Q, x); });
         });
     }
@@ -268,4 +295,12 @@ constexpr std::int32_t scratchBytes(int order) {
     else return kScratchBytes64f[order - 1];
 }
 
+// Elements of the auxiliary region, one group of a three-pass kernel (0 for
+// the orders without one).
+template <class T>
+constexpr int groupElements(int order) {
+    return scratchBytes<T>(order) / static_cast<int>(sizeof(T)) - (order >= 8 ? 1 << order : 0);
+}
+
+}  // namespace QRBG_ISA
 }  // namespace qrbg::wht

@@ -4,6 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#ifdef QRBGEN_HAVE_QUADMATH
+#include <quadmath.h>
+#endif
 #include <cstring>
 #include <utility>
 #include <vector>
@@ -350,13 +353,33 @@ TYPED_TEST(Dct4Plan, DamagedTreeIsRefused) {
     EXPECT_NE(y[0], T(3));
 }
 
-TEST(Dct4Trig, SinglePrecisionHelpersRoundTheAngleOnce) {
-    for (float x : {0.0f, 1.0f / 32, 0.1f, 0.25f, 0.4999f, 1.5f}) {
-        const float a = static_cast<float>(static_cast<double>(x) * 3.141592653589793);
-        EXPECT_EQ(qrbgCosPi_32f(x), std::cos(a));
-        EXPECT_EQ(qrbgSinPi_32f(x), std::sin(a));
-        EXPECT_NEAR(qrbgCosPi_64f(x), std::cos(M_PI * x), 1e-16);
+#ifdef QRBGEN_HAVE_QUADMATH
+// The tables' sine and cosine: the angle is x times the double nearest to pi,
+// rounded once to the element type, and its sine and cosine are the values
+// correctly rounded to the element type, as 113-bit arithmetic gives them.
+// The arguments are those of plans of every length up to 2^20 (odd
+// multiples of 1/(8N) and 1/(4N), and k/N), plus spread ones.
+template <class T>
+void correctlyRounded(T (*cosPi)(T), T (*sinPi)(T)) {
+    std::vector<T> xs;
+    for (int n = 2; n <= (1 << 20); n *= 2)
+        for (int k = 0; k < 2048; ++k) {
+            const int j = (k * 7919) % n;
+            xs.push_back(static_cast<T>(2 * j + 1) / static_cast<T>(8 * n));
+            xs.push_back(static_cast<T>(2 * j + 1) / static_cast<T>(4 * n));
+            xs.push_back(static_cast<T>(j) / static_cast<T>(n));
+        }
+    for (int k = 1; k < 4000; ++k) xs.push_back(static_cast<T>(k * 0.000499875));  // to 2, past every quadrant
+    for (T x : xs) {
+        const T a = static_cast<T>(static_cast<double>(x) * 3.141592653589793);
+        const __float128 q = a;
+        ASSERT_EQ(cosPi(x), static_cast<T>(cosq(q))) << "cos pi x, x = " << x;
+        ASSERT_EQ(sinPi(x), static_cast<T>(sinq(q))) << "sin pi x, x = " << x;
     }
 }
+
+TEST(Dct4Trig, TablesTakeCorrectlyRoundedValues32f) { correctlyRounded<float>(qrbgCosPi_32f, qrbgSinPi_32f); }
+TEST(Dct4Trig, TablesTakeCorrectlyRoundedValues64f) { correctlyRounded<double>(qrbgCosPi_64f, qrbgSinPi_64f); }
+#endif
 
 }  // namespace
