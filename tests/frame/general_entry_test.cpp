@@ -16,31 +16,9 @@ using namespace qrbtest;
 namespace {
 
 // The kernel of length n that an entry forwards to.
-const KernelInfo* kernelOf(const GeneralInfo& e, int n) {
-    for (const KernelInfo& k : allKernels())
-        if (k.kind == e.kind && k.type == e.type && k.inverse == e.inverse && k.n == n) return &k;
-    return nullptr;
-}
-
-std::vector<unsigned char> randomBytes(const KernelInfo& k, std::uint32_t seed) {
-    std::vector<unsigned char> bytes(k.srcBytes());
-    if (k.single()) {
-        const auto x = randomReals<float>(bytes.size() / 4, seed);
-        std::memcpy(bytes.data(), x.data(), bytes.size());
-    } else {
-        const auto x = randomReals<double>(bytes.size() / 8, seed);
-        std::memcpy(bytes.data(), x.data(), bytes.size());
-    }
-    return bytes;
-}
+const KernelInfo* kernelOf(const GeneralInfo& e, int n) { return findKernel(e.kind, e.type, n, e.inverse); }
 
 }  // namespace
-
-TEST(GeneralEntry, TheComplexEntriesExist) {
-    int complexEntries = 0;
-    for (const GeneralInfo& e : allGeneralEntries()) complexEntries += e.kind == Kind::CToC;
-    EXPECT_EQ(complexEntries, 4);
-}
 
 // A length outside 2..64 is StatusBadSize whatever the pointers and the
 // flag, and neither array is touched.
@@ -48,7 +26,7 @@ TEST(GeneralEntry, LengthsOutsideTheRangeAreRefusedFirst) {
     for (const GeneralInfo& e : allGeneralEntries()) {
         ASSERT_NE(kernelOf(e, 64), nullptr) << e.name;
         const KernelInfo& k = *kernelOf(e, 64);
-        const auto x = randomBytes(k, 1);
+        const auto x = randomInput(k, 1);
         Buffer src(k.srcBytes(), 0), dst(k.dstBytes(), 8);
         std::memcpy(src.data(), x.data(), x.size());
         std::memset(dst.data(), 0x7e, k.dstBytes());
@@ -71,11 +49,13 @@ TEST(GeneralEntry, LengthsOutsideTheRangeAreRefusedFirst) {
 // null pointer and a bad flag, and the kernel's bits for aligned and
 // misaligned arrays under every flag.
 TEST(GeneralEntry, EveryLengthGivesItsKernel) {
+    int complexEntries = 0;
     for (const GeneralInfo& e : allGeneralEntries()) {
+        complexEntries += e.kind == Kind::CToC;
         for (int n = 2; n <= 64; ++n) {
             const KernelInfo* k = kernelOf(e, n);
             ASSERT_NE(k, nullptr) << e.name << " has no kernel of length " << n;
-            const auto x = randomBytes(*k, 101u * static_cast<std::uint32_t>(n));
+            const auto x = randomInput(*k, 101u * static_cast<std::uint32_t>(n));
             Buffer ks(k->srcBytes(), 0), kd(k->dstBytes(), 0);
             std::memcpy(ks.data(), x.data(), x.size());
             EXPECT_EQ(e.call(nullptr, kd.data(), n, ScaleNone), StatusNullPointer) << e.name << " len " << n;
@@ -93,4 +73,5 @@ TEST(GeneralEntry, EveryLengthGivesItsKernel) {
             }
         }
     }
+    EXPECT_EQ(complexEntries, 4);
 }

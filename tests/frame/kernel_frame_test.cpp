@@ -15,20 +15,6 @@ using namespace qrbtest;
 
 namespace {
 
-// Random input of a kernel: reals in [-1, 1], as many as its source holds.
-std::vector<unsigned char> randomInput(const KernelInfo& k, std::uint32_t seed) {
-    std::vector<unsigned char> bytes(k.srcBytes());
-    const std::size_t reals = k.srcBytes() / k.realBytes();
-    if (k.single()) {
-        auto x = randomReals<float>(reals, seed);
-        std::memcpy(bytes.data(), x.data(), bytes.size());
-    } else {
-        auto x = randomReals<double>(reals, seed);
-        std::memcpy(bytes.data(), x.data(), bytes.size());
-    }
-    return bytes;
-}
-
 // The aligned, out-of-place result of a kernel under a flag.
 std::vector<unsigned char> reference(const KernelInfo& k, const std::vector<unsigned char>& x, int flag) {
     Buffer s(k.srcBytes(), 0), d(k.dstBytes(), 0);
@@ -45,14 +31,6 @@ std::vector<std::size_t> offsets(const KernelInfo& k) {
 }
 
 }  // namespace
-
-TEST(KernelFrame, TableCoversEveryBuiltKernel) {
-    ASSERT_FALSE(allKernels().empty());
-    for (const KernelInfo& k : allKernels()) {
-        EXPECT_GE(k.n, 2) << k.name;
-        EXPECT_LE(k.n, 64) << k.name;
-    }
-}
 
 // Null pointers come first, also with a misaligned other pointer; then the
 // flag. A failing call writes nothing.
