@@ -7,9 +7,11 @@
 #include <cmath>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "qrbgen.h"
+#include "test_util.h"
 
 namespace qrbtest {
 
@@ -62,6 +64,41 @@ inline const std::vector<KernelInfo>& allKernels() {
 #undef QRBG_KERNEL
     };
     return v;
+}
+
+// The kernel of a kind, type, length and direction; null if none is built.
+inline const KernelInfo* findKernel(Kind kind, Type type, int n, bool inverse) {
+    for (const KernelInfo& k : allKernels())
+        if (k.kind == kind && k.type == type && k.n == n && k.inverse == inverse) return &k;
+    return nullptr;
+}
+
+// The complex kernels of a type as {forward, inverse} pairs, by length.
+inline std::vector<std::pair<const KernelInfo*, const KernelInfo*>> complexPairs(Type type) {
+    std::vector<std::pair<const KernelInfo*, const KernelInfo*>> v;
+    for (const KernelInfo& k : allKernels())
+        if (k.kind == Kind::CToC && k.type == type && !k.inverse) v.push_back({&k, findKernel(Kind::CToC, type, k.n, true)});
+    return v;
+}
+
+// Random input of a kernel as bytes: reals in [-1, 1], as many as its source holds.
+inline std::vector<unsigned char> randomInput(const KernelInfo& k, std::uint32_t seed) {
+    std::vector<unsigned char> bytes(k.srcBytes());
+    if (k.single()) std::memcpy(bytes.data(), randomReals<float>(bytes.size() / 4, seed).data(), bytes.size());
+    else std::memcpy(bytes.data(), randomReals<double>(bytes.size() / 8, seed).data(), bytes.size());
+    return bytes;
+}
+
+// Where R(k) stands in a real spectrum (I(k) follows it): CCS holds R(k),
+// I(k) at 2k, 2k+1; Pack holds R(0), then the pairs from index 1, then
+// R(N/2) last for even N; Perm holds R(0), R(N/2) (even N) and then the
+// pairs, and is Pack for odd N. Written out apart from the generator.
+inline int reIndex(Kind kind, int n, int k) {
+    const bool perm = kind == Kind::PermToR || kind == Kind::RToPerm;
+    if (kind == Kind::CCSToR || kind == Kind::RToCCS) return 2 * k;
+    if (k == 0) return 0;
+    if (2 * k == n) return perm ? 1 : n - 1;
+    return perm && n % 2 == 0 ? 2 * k : 2 * k - 1;
 }
 
 inline const int kFlags[] = {ScaleFwdByN, ScaleInvByN, ScaleBySqrtN, ScaleNone};

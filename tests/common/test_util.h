@@ -5,6 +5,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cmath>
+#include <complex>
 #include <cstdint>
 #include <cstring>
 #include <random>
@@ -85,6 +87,34 @@ std::vector<T> randomReals(std::size_t n, std::uint32_t seed, T lo = T(-1), T hi
     std::vector<T> v(n);
     for (auto& x : v) x = static_cast<T>(dist(gen));
     return v;
+}
+
+// Normally distributed values, rounded to T.
+template <class T>
+std::vector<T> gaussianReals(std::size_t n, std::uint32_t seed) {
+    std::mt19937 gen(seed);
+    std::normal_distribution<double> dist;
+    std::vector<T> v(n);
+    for (auto& x : v) x = static_cast<T>(dist(gen));
+    return v;
+}
+
+// The exact DFT of n complex values (interleaved in x) in long double,
+// unscaled.
+template <class T>
+std::vector<std::complex<long double>> referenceDft(const std::vector<T>& x, int n, bool inverse) {
+    std::vector<std::complex<long double>> out(static_cast<std::size_t>(n));
+    const long double pi = 3.141592653589793238462643383279502884L;
+    for (int k = 0; k < n; ++k) {
+        std::complex<long double> acc = 0;
+        for (int j = 0; j < n; ++j) {
+            long double ang = 2 * pi * static_cast<long double>((static_cast<long>(j) * k) % n) / n;
+            acc += std::complex<long double>(x[2 * j], x[2 * j + 1]) *
+                   std::complex<long double>(std::cos(ang), inverse ? std::sin(ang) : -std::sin(ang));
+        }
+        out[k] = acc;
+    }
+    return out;
 }
 
 inline bool sameBits(const void* a, const void* b, std::size_t bytes) { return std::memcmp(a, b, bytes) == 0; }

@@ -11,26 +11,12 @@
 #include "rules/prime32.h"
 #include "tables/plan_table.h"
 
+#include "kernel_table.h"
+
 namespace {
 
-enum class Kind { CToC, RToCCS, RToPack, RToPerm, CCSToR, PackToR, PermToR, Hartley };
-enum class Type { F32, F64, C32, C64 };
-
-struct Row {
-    const char* name;
-    Kind kind;
-    Type type;
-    int n;
-    bool inverse;
-    int srcElems, dstElems;
-    int add, sub, mul, xchg, mask, shuf, neg, magnitudes;
-};
-#define QRBG_KERNEL(f, kind, type, n, inv, se, de, add, sub, mul, xchg, mask, shuf, neg, mag) \
-    {#f, Kind::kind, Type::type, n, inv, se, de, add, sub, mul, xchg, mask, shuf, neg, mag},
-const Row kKernels[] = {
-#include "kernels.inc"
-};
-#undef QRBG_KERNEL
+using qrbtest::KernelInfo;
+using qrbtest::Type;
 
 // Lengths whose network has other figures than the table, cheaper in every
 // factor order tried, held to the table as an upper bound: 64fc 53 (R13
@@ -46,7 +32,7 @@ bool belowTable(Type type, int n) {
 
 // Sums of additions and subtractions, and products, equal the table's, or
 // stay below it where the table says more.
-void expectCounts(const Row& r, int addSub, int mul) {
+void expectCounts(const KernelInfo& r, int addSub, int mul) {
     if (belowTable(r.type, r.n)) {
         EXPECT_LE(r.add + r.sub, addSub) << r.name;
         EXPECT_LE(r.mul, mul) << r.name;
@@ -60,8 +46,8 @@ void expectCounts(const Row& r, int addSub, int mul) {
 
 TEST(DftCounts, MatchThePlanTable) {
     int checked = 0;
-    for (const Row& r : kKernels) {
-        if (r.kind != Kind::CToC) continue;
+    for (const KernelInfo& r : qrbtest::allKernels()) {
+        if (r.kind != qrbtest::Kind::CToC) continue;
         const auto* row = qrbgen::plans::planRow(r.n);
         ASSERT_NE(row, nullptr);
         if (r.type == Type::C64) {

@@ -1,4 +1,4 @@
-// Eight threads at once on every family: the complex kernels, the WHT with
+// Eight threads at once on every family: every fixed-size kernel, the WHT with
 // scratch of the caller's and with scratch it allocates per call, and the
 // DCT-IV with one plan of 32 points shared by all threads and plans of their
 // own built, used and released concurrently. Every thread must get the bits
@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "dct4_test_util.h"
-#include "dft_test_util.h"
+#include "kernel_table.h"
 #include "test_util.h"
 #include "wht_test_util.h"
 
@@ -27,34 +27,28 @@ void onThreads(F&& body) {
     for (int t = 0; t < kThreads; ++t) EXPECT_EQ(failures[t], 0) << "thread " << t;
 }
 
-template <class T>
-void complexKernels() {
-    using C = typename qrbtest::Types<T>::C;
-    const auto& ks = qrbtest::kernels<T>();
-    std::vector<std::vector<C>> in, want;
+// Every generated kernel, whatever its kind.
+TEST(Concurrency, Kernels) {
+    const auto& ks = qrbtest::allKernels();
+    std::vector<std::vector<unsigned char>> in, want;
     for (const auto& k : ks) {
-        const auto r = qrbtest::randomReals<T>(2 * k.n, 40u + k.n);
-        std::vector<C> x(k.n), y(k.n);
-        std::memcpy(x.data(), r.data(), sizeof(C) * k.n);
-        EXPECT_EQ(k.fwd(x.data(), y.data(), ScaleBySqrtN), StatusOk);
-        in.push_back(x);
-        want.push_back(y);
+        in.push_back(qrbtest::randomInput(k, 40u + k.n));
+        want.emplace_back(k.dstBytes());
+        EXPECT_EQ(k.call(in.back().data(), want.back().data(), ScaleBySqrtN), StatusOk);
     }
     onThreads([&](int t) {
         int bad = 0;
         for (int round = 0; round < 20; ++round)
             for (std::size_t i = 0; i < ks.size(); ++i) {
                 // Odd threads work on misaligned copies: the other memory form.
-                qrbtest::Buffer x(sizeof(C) * ks[i].n, t % 2 ? 8 : 0), y(sizeof(C) * ks[i].n, t % 2 ? 8 : 0);
+                qrbtest::Buffer x(ks[i].srcBytes(), t % 2 ? 8 : 0), y(ks[i].dstBytes(), t % 2 ? 8 : 0);
                 std::memcpy(x.data(), in[i].data(), x.size());
-                bad += ks[i].fwd(x.as<C>(), y.as<C>(), ScaleBySqrtN) != StatusOk;
+                bad += ks[i].call(x.data(), y.data(), ScaleBySqrtN) != StatusOk;
                 bad += !qrbtest::sameBits(y.data(), want[i].data(), y.size());
             }
         return bad;
     });
 }
-TEST(Concurrency, ComplexKernels32fc) { complexKernels<float>(); }
-TEST(Concurrency, ComplexKernels64fc) { complexKernels<double>(); }
 
 template <class T>
 void wht() {

@@ -1,33 +1,21 @@
 // The frame of every fixed-size kernel, whatever its kind: the order of the
 // argument tests, nothing touched on failure, the scale as the last
 // product, every alignment and in-place operation giving the same bits,
-// dst written in full and nothing outside the caller's arrays touched.
+// dst written in full and nothing outside the caller's arrays touched; and
+// the general entries, which forward every length to its kernel.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
-#include <limits>
+#include <climits>
+#include <utility>
 
+#include "general_table.h"
 #include "kernel_table.h"
 #include "test_util.h"
 
 using namespace qrbtest;
 
 namespace {
-
-// Random input of a kernel: reals in [-1, 1], as many as its source holds.
-std::vector<unsigned char> randomInput(const KernelInfo& k, std::uint32_t seed) {
-    std::vector<unsigned char> bytes(k.srcBytes());
-    const std::size_t reals = k.srcBytes() / k.realBytes();
-    if (k.single()) {
-        auto x = randomReals<float>(reals, seed);
-        std::memcpy(bytes.data(), x.data(), bytes.size());
-    } else {
-        auto x = randomReals<double>(reals, seed);
-        std::memcpy(bytes.data(), x.data(), bytes.size());
-    }
-    return bytes;
-}
 
 // The aligned, out-of-place result of a kernel under a flag.
 std::vector<unsigned char> reference(const KernelInfo& k, const std::vector<unsigned char>& x, int flag) {
@@ -45,14 +33,6 @@ std::vector<std::size_t> offsets(const KernelInfo& k) {
 }
 
 }  // namespace
-
-TEST(KernelFrame, TableCoversEveryBuiltKernel) {
-    ASSERT_FALSE(allKernels().empty());
-    for (const KernelInfo& k : allKernels()) {
-        EXPECT_GE(k.n, 2) << k.name;
-        EXPECT_LE(k.n, 64) << k.name;
-    }
-}
 
 // Null pointers come first, also with a misaligned other pointer; then the
 // flag. A failing call writes nothing.
@@ -98,17 +78,12 @@ TEST(KernelFrame, ScaleIsTheLastProduct) {
             }
             if (k.single() && !k.complexKind()) continue;
             for (std::size_t i = 0; i < reals; ++i) {
-                if (k.single()) {
-                    float n, g;
-                    std::memcpy(&n, none.data() + 4 * i, 4);
-                    std::memcpy(&g, got.data() + 4 * i, 4);
-                    ASSERT_EQ(g, n * scaleConstant<float>(k, flag)) << k.name << " flag " << flag << " at " << i;
-                } else {
-                    double n, g;
-                    std::memcpy(&n, none.data() + 8 * i, 8);
-                    std::memcpy(&g, got.data() + 8 * i, 8);
-                    ASSERT_EQ(g, n * scaleConstant<double>(k, flag)) << k.name << " flag " << flag << " at " << i;
-                }
+                const auto at = [&](const std::vector<unsigned char>& v, auto t) {
+                    std::memcpy(&t, v.data() + sizeof t * i, sizeof t);
+                    return t;
+                };
+                if (k.single()) ASSERT_EQ(at(got, 0.0f), at(none, 0.0f) * scaleConstant<float>(k, flag)) << k.name << " flag " << flag;
+                else ASSERT_EQ(at(got, 0.0), at(none, 0.0) * scaleConstant<double>(k, flag)) << k.name << " flag " << flag;
             }
         }
     }
@@ -158,18 +133,70 @@ TEST(KernelFrame, NothingIsReadBehindTheSource) {
             ASSERT_EQ(k.call(src.data(), d.data(), ScaleNone), StatusOk) << k.name;
             EXPECT_TRUE(sameBits(d.data(), ref.data(), ref.size())) << k.name;
         }
+        // NaNs in both precisions behind the array.
         Buffer s2(k.srcBytes() + 64, 0), d2(k.dstBytes(), 0);
         std::memcpy(s2.data(), x.data(), x.size());
-        for (std::size_t i = 0; i < 64; i += k.realBytes()) {
-            if (k.single()) {
-                const float v = (i / 4) % 2 ? std::numeric_limits<float>::infinity() : std::numeric_limits<float>::quiet_NaN();
-                std::memcpy(s2.data() + k.srcBytes() + i, &v, 4);
-            } else {
-                const double v = (i / 8) % 2 ? std::numeric_limits<double>::infinity() : std::numeric_limits<double>::quiet_NaN();
-                std::memcpy(s2.data() + k.srcBytes() + i, &v, 8);
-            }
-        }
+        std::memset(s2.data() + k.srcBytes(), 0xff, 64);
         ASSERT_EQ(k.call(s2.data(), d2.data(), ScaleNone), StatusOk);
         EXPECT_TRUE(sameBits(d2.data(), ref.data(), ref.size())) << k.name;
     }
+}
+
+// The general entries, from the generated table of them: a length outside
+// 2..64 is refused before anything else; every length inside reaches its
+// kernel, which answers for pointers and flag and gives its own bits.
+// A length outside 2..64 is StatusBadSize whatever the pointers and the
+// flag, and neither array is touched.
+TEST(GeneralEntry, LengthsOutsideTheRangeAreRefusedFirst) {
+    for (const GeneralInfo& e : allGeneralEntries()) {
+        ASSERT_NE(findKernel(e.kind, e.type, 64, e.inverse), nullptr) << e.name;
+        const KernelInfo& k = *findKernel(e.kind, e.type, 64, e.inverse);
+        const auto x = randomInput(k, 1);
+        Buffer src(k.srcBytes(), 0), dst(k.dstBytes(), 8);
+        std::memcpy(src.data(), x.data(), x.size());
+        std::memset(dst.data(), 0x7e, k.dstBytes());
+        const std::vector<unsigned char> before(dst.data(), dst.data() + k.dstBytes());
+        for (int32_t len : {1, 0, -1, 65, INT_MIN}) {
+            for (int flag : {int(ScaleNone), 3}) {
+                EXPECT_EQ(e.call(src.data(), dst.data(), len, flag), StatusBadSize) << e.name << " len " << len;
+                EXPECT_EQ(e.call(nullptr, dst.data(), len, flag), StatusBadSize) << e.name << " len " << len;
+                EXPECT_EQ(e.call(src.data(), nullptr, len, flag), StatusBadSize) << e.name << " len " << len;
+                EXPECT_EQ(e.call(nullptr, nullptr, len, flag), StatusBadSize) << e.name << " len " << len;
+            }
+        }
+        EXPECT_TRUE(sameBits(before.data(), dst.data(), k.dstBytes())) << e.name;
+        EXPECT_TRUE(dst.guardsIntact() && src.guardsIntact()) << e.name;
+        EXPECT_TRUE(sameBits(src.data(), x.data(), x.size())) << e.name;
+    }
+}
+
+// Every length inside reaches its kernel: the kernel's own statuses for a
+// null pointer and a bad flag, and the kernel's bits for aligned and
+// misaligned arrays under every flag.
+TEST(GeneralEntry, EveryLengthGivesItsKernel) {
+    int complexEntries = 0;
+    for (const GeneralInfo& e : allGeneralEntries()) {
+        complexEntries += e.kind == Kind::CToC;
+        for (int n = 2; n <= 64; ++n) {
+            const KernelInfo* k = findKernel(e.kind, e.type, n, e.inverse);
+            ASSERT_NE(k, nullptr) << e.name << " has no kernel of length " << n;
+            const auto x = randomInput(*k, 101u * static_cast<std::uint32_t>(n));
+            Buffer ks(k->srcBytes(), 0), kd(k->dstBytes(), 0);
+            std::memcpy(ks.data(), x.data(), x.size());
+            EXPECT_EQ(e.call(nullptr, kd.data(), n, ScaleNone), StatusNullPointer) << e.name << " len " << n;
+            EXPECT_EQ(e.call(ks.data(), nullptr, n, ScaleNone), StatusNullPointer) << e.name << " len " << n;
+            EXPECT_EQ(e.call(ks.data(), kd.data(), n, 3), StatusBadFlag) << e.name << " len " << n;
+            for (int flag : kFlags) {
+                ASSERT_EQ(k->call(ks.data(), kd.data(), flag), StatusOk) << k->name;
+                for (auto [so, dof] : {std::pair<std::size_t, std::size_t>{0, 0}, {8, 0}, {0, 8}}) {
+                    Buffer s(k->srcBytes(), so), d(k->dstBytes(), dof);
+                    std::memcpy(s.data(), x.data(), x.size());
+                    ASSERT_EQ(e.call(s.data(), d.data(), n, flag), StatusOk) << e.name << " len " << n;
+                    EXPECT_TRUE(sameBits(d.data(), kd.data(), k->dstBytes())) << e.name << " len " << n << " flag " << flag;
+                    EXPECT_TRUE(d.guardsIntact()) << e.name << " len " << n;
+                }
+            }
+        }
+    }
+    EXPECT_EQ(complexEntries, 4);
 }

@@ -1,13 +1,13 @@
-// The forward real networks at the IR level: the tables as data, the
-// operation counts of every network without a Rader part, their values
-// against the definition, and the odd-frequency transform by itself.
+// The real networks at the IR level: the operation counts of the forward,
+// inverse and Hartley tables, the values of splits the forward table does
+// not hold, and the odd-frequency transform by itself. (The values of the
+// built kernels are held by the real kernel tests.)
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
 #include <functional>
 #include <map>
-#include <random>
 #include <string>
 
 #include "emit/precision.h"
@@ -15,52 +15,11 @@
 #include "rules/network.h"
 #include "rules/real.h"
 #include "tables/real_tables.h"
+#include "test_util.h"
 
 using namespace qrbgen::plans;
 
-namespace {
-
 constexpr long double kPi = 3.141592653589793238462643383279502884L;
-
-std::vector<double> gaussian(int n, unsigned seed) {
-    std::mt19937 gen(seed);
-    std::normal_distribution<double> dist;
-    std::vector<double> v(static_cast<std::size_t>(n));
-    for (double& x : v) x = dist(gen);
-    return v;
-}
-
-
-
-}  // namespace
-
-TEST(RealTables, RowsAreConsistentWithEachOther) {
-    ASSERT_EQ(forwardRealTable().size(), 63u);
-    ASSERT_EQ(inverseRealTable().size(), 63u);
-    ASSERT_EQ(hartleyTable().size(), 63u);
-    for (int n = 2; n <= 64; ++n) {
-        const ForwardRealRow& f = *forwardRealRow(n);
-        const InverseRealRow& i = *inverseRealRow(n);
-        const HartleyRow& h = *hartleyRow(n);
-        const int m = (n - 1) / 2;
-        // The 32f split covers the same operations as the 64f kernel.
-        const Split32f& s = f.split32f;
-        EXPECT_EQ(s.singleAdds + s.doubleAdds, f.adds + f.negations) << n;
-        EXPECT_EQ(s.singleMuls + s.doubleMuls, f.muls + n) << n;
-        EXPECT_LE(s.narrowings, s.doubleMuls + s.doubleAdds) << n;
-        // Hartley form A adds 2m additions to the forward network, form B to
-        // the inverse network.
-        if (h.form == HartleyForm::A) {
-            EXPECT_EQ(h.adds, f.adds + 2 * m) << n;
-            EXPECT_EQ(h.muls, f.muls) << n;
-        } else {
-            EXPECT_EQ(h.adds, i.adds + 2 * m) << n;
-            EXPECT_EQ(h.muls, i.muls) << n;
-        }
-        EXPECT_EQ(parsePlanFor(f.plan, n).n, n) << f.plan;
-        EXPECT_EQ(parsePlanFor(i.plan, n).n, n) << i.plan;
-    }
-}
 
 // The prime networks of 37 and 53 take more operations than the table in
 // every factor order of their halves tried so far (37: 4 additions and 9
@@ -84,29 +43,6 @@ TEST(RealNetworks, CountsOfTheForwardTable) {
     }
 }
 
-TEST(RealNetworks, ValuesAreTheForwardTransformInPackSlots) {
-    for (const ForwardRealRow& row : forwardRealTable()) {
-        const int n = row.n;
-        const KernelDag k = forwardKernel(n);
-        const SpectrumMap pack = spectrumMap(Kind::RToPack, n);
-        const std::vector<double> x = gaussian(n, static_cast<unsigned>(n));
-        const std::vector<double> y = evaluate64f(k.dag, x, 1.0);
-        ASSERT_EQ(y.size(), static_cast<std::size_t>(n));
-        long double peak = 0, err = 0;
-        for (int q = 0; 2 * q <= n; ++q) {
-            long double re = 0, im = 0;
-            for (int t = 0; t < n; ++t) {
-                re += x[t] * std::cos(2 * kPi * t * q / n);
-                im -= x[t] * std::sin(2 * kPi * t * q / n);
-            }
-            peak = std::max(peak, std::hypot(re, im));
-            err = std::max(err, std::fabs(y[pack.re[q]] - re));
-            if (q > 0 && 2 * q < n) err = std::max(err, std::fabs(y[pack.im[q]] - im));
-        }
-        EXPECT_LT(err / peak, 1e-15) << n;
-    }
-}
-
 // The complex-form rules on plans that the forward table does not hold: a
 // Good-Thomas or Cooley-Tukey split as the complex second stage, at a
 // rotated root, and splits of three factors nested either way.
@@ -123,7 +59,7 @@ TEST(RealNetworks, ValuesOfOtherSplits) {
             d.output(2 * q, w.C[q]);
             if (!w.S[q].isZero()) d.output(2 * q + 1, -w.S[q]);
         }
-        const std::vector<double> x = gaussian(n, 11);
+        const std::vector<double> x = qrbtest::gaussianReals<double>(static_cast<std::size_t>(n), 11);
         const std::vector<double> y = evaluate64f(d, x, 1.0);
         for (int q = 0; 2 * q <= n; ++q) {
             long double re = 0, im = 0;
@@ -195,7 +131,7 @@ TEST(OddFrequency, ValuesByDefinition) {
                 d.output(static_cast<int>(2 * m), o.C[m]);
                 if (!o.S[m].isZero()) d.output(static_cast<int>(2 * m + 1), o.S[m]);
             }
-            const std::vector<double> x = gaussian(n, 7);
+            const std::vector<double> x = qrbtest::gaussianReals<double>(static_cast<std::size_t>(n), 7);
             const std::vector<double> y = evaluate64f(d, x, 1.0);
             for (std::size_t m = 0; m < o.C.size(); ++m) {
                 long double cs = 0, sn = 0;
