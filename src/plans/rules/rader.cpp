@@ -11,14 +11,6 @@
 namespace qrbgen::plans {
 namespace {
 
-long powMod(long b, long e, long m) {
-    long r = 1 % m;
-    b %= m;
-    for (; e > 0; e >>= 1, b = b * b % m)
-        if (e & 1) r = r * b % m;
-    return r;
-}
-
 // The factor order of an odd-frequency transform O(n): O(2), an odd plan
 // (R(n) of the alternated sequence), a split O(a, b) with O(a) on the rows
 // d[b n1 + n2], twiddles and T(b) across them, or, for coprime a and b, a

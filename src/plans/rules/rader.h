@@ -16,6 +16,15 @@
 
 namespace qrbgen::plans {
 
+// b^e mod m: the powers of a primitive root that order a Rader sequence.
+inline long powMod(long b, long e, long m) {
+    long r = 1 % m;
+    b %= m;
+    for (; e > 0; e >>= 1, b = b * b % m)
+        if (e & 1) r = r * b % m;
+    return r;
+}
+
 struct RaderNetwork {
     RW w;
     // Sine sums that end in a rotation pair (two products of two shared

@@ -26,14 +26,6 @@
 namespace qrbgen::plans {
 namespace {
 
-long powMod(long b, long e, long m) {
-    long r = 1 % m;
-    b %= m;
-    for (; e > 0; e >>= 1, b = b * b % m)
-        if (e & 1) r = r * b % m;
-    return r;
-}
-
 class ComplexRader : public TwoPassSplit {
 public:
     ComplexRader(KernelDag& k, const ComplexRaderRow& row)
