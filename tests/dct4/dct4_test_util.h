@@ -59,6 +59,19 @@ double relRms(const std::vector<T>& got, const std::vector<long double>& exact) 
     return static_cast<double>(std::sqrt(e / r));
 }
 
+// The relative root-mean-square error of y / (N/2) against x: the transform
+// applied twice gives N/2 times its input.
+template <class T>
+double roundTripError(const std::vector<T>& x, const std::vector<T>& y) {
+    long double e = 0, r = 0;
+    for (std::size_t i = 0; i < x.size(); ++i) {
+        const long double d = y[i] / (x.size() / 2.0L) - x[i];
+        e += d * d;
+        r += static_cast<long double>(x[i]) * x[i];
+    }
+    return static_cast<double>(std::sqrt(e / r));
+}
+
 // The error bound of a length: the documented root-mean-square figures with
 // a margin of a quarter for the platform's sine and cosine.
 template <class T>

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "compute_forms.h"
-#include "qrbgen.h"
+#include "dct4_test_util.h"
 #include "test_util.h"
 
 using namespace qrbtest;
@@ -43,26 +43,13 @@ const Form kForms[] = {QRBG_DCT4_FORMS(QRBT_FORM)};
 void PrintTo(const Form& f, std::ostream* os) { *os << f.name; }
 
 template <class T>
-struct Api;
-template <>
-struct Api<float> {
-    static Status size(int32_t n, int32_t* s) { return qrbgDCT4GetSize_32f(n, s); }
-    static Status init(Dct4Spec** p, int32_t n, uint8_t* m) { return qrbgDCT4Init_32f(p, n, m); }
-};
-template <>
-struct Api<double> {
-    static Status size(int32_t n, int32_t* s) { return qrbgDCT4GetSize_64f(n, s); }
-    static Status init(Dct4Spec** p, int32_t n, uint8_t* m) { return qrbgDCT4Init_64f(p, n, m); }
-};
-
-template <class T>
 void sameAsSse2(const Form& form, int32_t n) {
     const std::string where = std::string(form.name) + (sizeof(T) == 4 ? " 32f" : " 64f") + " N " + std::to_string(n);
     int32_t size = 0;
-    ASSERT_EQ(Api<T>::size(n, &size), StatusOk) << where;
+    ASSERT_EQ(dct4test::Api<T>::getSize(n, &size), StatusOk) << where;
     Buffer block(static_cast<std::size_t>(size), 0);
     Dct4Spec* spec = nullptr;
-    ASSERT_EQ(Api<T>::init(&spec, n, block.data()), StatusOk) << where;
+    ASSERT_EQ(dct4test::Api<T>::init(&spec, n, block.data()), StatusOk) << where;
     const auto* root = reinterpret_cast<const Env1*>(spec);
     const ComputeFn<T> sse2 = kForms[0].fn(static_cast<T*>(nullptr)), wide = form.fn(static_cast<T*>(nullptr));
     const std::size_t bytes = sizeof(T) * static_cast<std::size_t>(n);

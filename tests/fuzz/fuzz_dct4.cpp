@@ -129,20 +129,20 @@ void run(Input& in, std::uint8_t op) {
     }
     // InitAlloc, and Free.
     const bool failAlloc = (op & 0x40) != 0;
-    const long live = allocs().live;
-    allocs().failNext = failAlloc;
+    const long live = allocLog().live;
+    allocLog().failNext = failAlloc;
     const Status st = Api<T>::initAlloc(nullPP ? nullptr : &spec, n);
-    allocs().failNext = false;
+    allocLog().failNext = 0;
     if (st != StatusOk) {
         const Status want = nullPP ? StatusNullPointer : !ok ? StatusBadSize : StatusNullPointer;
         QRBF_CHECK(st == want && (nullPP || !ok || failAlloc), "InitAlloc", st);
-        QRBF_CHECK(spec == marker && allocs().live == live, "InitAlloc failure left something", n);
+        QRBF_CHECK(spec == marker && allocLog().live == live, "InitAlloc failure left something", n);
         return;
     }
-    QRBF_CHECK(ok && !nullPP && !failAlloc && allocs().live == live + 1, "InitAlloc", n);
+    QRBF_CHECK(ok && !nullPP && !failAlloc && allocLog().live == live + 1, "InitAlloc", n);
     computeChecks<T>(in, spec, n);
     QRBF_CHECK(Api<T>::free(spec) == StatusOk, "Free", n);
-    QRBF_CHECK(allocs().live == live, "Free left a block", n);
+    QRBF_CHECK(allocLog().live == live, "Free left a block", n);
 }
 
 }  // namespace

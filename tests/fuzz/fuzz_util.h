@@ -1,7 +1,9 @@
-// Shared by the fuzz targets: a reader over the fuzzer's bytes, arrays that
-// end exactly where their heap block ends (so that AddressSanitizer sees any
-// access past them) with a checked margin in front, an allocator that the
-// input can make fail, and the check that stops the run.
+// Shared by the fuzz targets, each of which includes it in its one source
+// file: a reader over the fuzzer's bytes, arrays that end exactly where their
+// heap block ends (so that AddressSanitizer sees any access past them, which
+// the guard bytes of test_util.h's Buffer would hide) with a checked margin
+// in front, the library's allocator counted and made to fail on request
+// (alloc_hook.h), and the check that stops the run.
 #pragma once
 
 #include <cstddef>
@@ -11,6 +13,7 @@
 #include <cstring>
 #include <vector>
 
+#include "alloc_hook.h"
 #include "qrbgen.h"
 
 namespace qrbfuzz {
@@ -98,15 +101,7 @@ private:
     unsigned char* data_;
 };
 
-// The allocator the library calls, defined by the fuzz program (fuzz_alloc.cpp)
-// in front of the companion library's: counts live blocks and fails the next
-// allocation on request.
-struct Allocs {
-    long live = 0;
-    long calls = 0;
-    bool failNext = false;
-};
-Allocs& allocs();
+using qrbtest::allocLog;
 
 // Bit for bit the same numbers; two NaNs count as the same, since the two
 // memory forms of a kernel may order the operands of a commutative

@@ -20,42 +20,26 @@ struct Wht;
 // Orders 1 to 3 take no buffer; the table hides that behind a common
 // signature so that tests can loop over orders.
 #define QRBT_NOBUF(O, T) [](const Qrbg##T* s, Qrbg##T* d, int32_t f, uint8_t*) { return qrbgWHT_##O##_##T(s, d, f); }
-
-template <>
-struct Wht<float> {
-    using Fn = Status (*)(const float*, float*, int32_t, uint8_t*);
-    static constexpr const char* name = "32f";
-    static Fn kernel(int order) {
-        static const Fn k[13] = {QRBT_NOBUF(1, 32f), QRBT_NOBUF(2, 32f), QRBT_NOBUF(3, 32f),
-                                 qrbgWHT_4_32f,      qrbgWHT_5_32f,      qrbgWHT_6_32f,
-                                 qrbgWHT_7_32f,      qrbgWHT_8_32f,      qrbgWHT_9_32f,
-                                 qrbgWHT_10_32f,     qrbgWHT_11_32f,     qrbgWHT_12_32f,
-                                 qrbgWHT_13_32f};
-        return k[order - 1];
-    }
-    static Status entry(const float* s, float* d, int32_t order, int32_t flag, uint8_t* b) {
-        return qrbgWHT_32f(s, d, order, flag, b);
-    }
-    static Status bufferSize(int32_t order, int32_t* size) { return qrbgWHTGetBufferSize_32f(order, size); }
-};
-
-template <>
-struct Wht<double> {
-    using Fn = Status (*)(const double*, double*, int32_t, uint8_t*);
-    static constexpr const char* name = "64f";
-    static Fn kernel(int order) {
-        static const Fn k[13] = {QRBT_NOBUF(1, 64f), QRBT_NOBUF(2, 64f), QRBT_NOBUF(3, 64f),
-                                 qrbgWHT_4_64f,      qrbgWHT_5_64f,      qrbgWHT_6_64f,
-                                 qrbgWHT_7_64f,      qrbgWHT_8_64f,      qrbgWHT_9_64f,
-                                 qrbgWHT_10_64f,     qrbgWHT_11_64f,     qrbgWHT_12_64f,
-                                 qrbgWHT_13_64f};
-        return k[order - 1];
-    }
-    static Status entry(const double* s, double* d, int32_t order, int32_t flag, uint8_t* b) {
-        return qrbgWHT_64f(s, d, order, flag, b);
-    }
-    static Status bufferSize(int32_t order, int32_t* size) { return qrbgWHTGetBufferSize_64f(order, size); }
-};
+#define QRBT_WHT(E, T)                                                                                              \
+    template <>                                                                                                     \
+    struct Wht<E> {                                                                                                 \
+        using Fn = Status (*)(const E*, E*, int32_t, uint8_t*);                                                     \
+        static constexpr const char* name = #T;                                                                     \
+        static Fn kernel(int order) {                                                                               \
+            static const Fn k[13] = {QRBT_NOBUF(1, T), QRBT_NOBUF(2, T), QRBT_NOBUF(3, T), qrbgWHT_4_##T,           \
+                                     qrbgWHT_5_##T,    qrbgWHT_6_##T,    qrbgWHT_7_##T,    qrbgWHT_8_##T,           \
+                                     qrbgWHT_9_##T,    qrbgWHT_10_##T,   qrbgWHT_11_##T,   qrbgWHT_12_##T,          \
+                                     qrbgWHT_13_##T};                                                               \
+            return k[order - 1];                                                                                    \
+        }                                                                                                           \
+        static Status entry(const E* s, E* d, int32_t order, int32_t flag, uint8_t* b) {                            \
+            return qrbgWHT_##T(s, d, order, flag, b);                                                               \
+        }                                                                                                           \
+        static Status bufferSize(int32_t order, int32_t* size) { return qrbgWHTGetBufferSize_##T(order, size); }    \
+    };
+QRBT_WHT(float, 32f)
+QRBT_WHT(double, 64f)
+#undef QRBT_WHT
 #undef QRBT_NOBUF
 
 // The scale of a flag. 1/sqrt(2) is taken as 1.0 / sqrt(2.0) in double,
@@ -89,6 +73,14 @@ std::vector<T> levelLoop(std::vector<T> v, int order, int flag) {
     const T s = whtScale<T>(order, flag);
     for (auto& x : v) x *= s;
     return v;
+}
+
+// The bytes of the scratch area a caller brings at `order`.
+template <class T>
+int32_t whtScratchBytes(int order) {
+    int32_t size = -1;
+    Wht<T>::bufferSize(order, &size);
+    return size;
 }
 
 }  // namespace qrbtest
