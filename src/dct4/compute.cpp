@@ -14,7 +14,8 @@ extern "C" Status owngDCT4Compute_64f_sse2(const double* src, double* dst, const
 #if QRBG_WIDE_FORMS
 extern "C" {
 #define QRBG_DCT4_RESOLVER(T, ET)                                                                         \
-    static Status (*resolve_owngDCT4Compute_##T())(const ET*, ET*, const qrbg::dct4::Env1*) {             \
+    __attribute__((visibility("hidden"))) Status (*resolve_owngDCT4Compute_##T())(                       \
+        const ET*, ET*, const qrbg::dct4::Env1*) {                                                        \
         __builtin_cpu_init();                                                                             \
         if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl"))                      \
             return owngDCT4Compute_##T##_avx512;                                                          \

@@ -38,10 +38,12 @@
 // The exported function `name`, of result type Ret and parameter list
 // Params, bound to internal_avx512 (AVX-512F and VL), internal_avx2 or
 // internal_sse2, which must be declared before. A call then costs what any
-// call of an exported function costs; nothing is decided per call.
+// call of an exported function costs; nothing is decided per call. The
+// resolver has C linkage and hidden visibility (not static), so that the
+// ifunc can name it by its plain name with every compiler.
 #define QRBG_BIND_WIDEST(name, internal, Ret, Params)                                                        \
     extern "C" {                                                                                             \
-    static Ret(*resolve_##name())Params {                                                                    \
+    __attribute__((visibility("hidden"))) Ret(*resolve_##name())Params {                                     \
         __builtin_cpu_init();                                                                                \
         if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl")) return internal##_avx512; \
         if (__builtin_cpu_supports("avx2")) return internal##_avx2;                                          \
