@@ -20,7 +20,7 @@ std::vector<Lanes> evaluate(const Dag& dag, const std::vector<Lanes>& inputs, co
     }
     std::vector<Lanes> val(nodes.size());
     auto constLane = [&](const Node& k, std::size_t l) -> long double {
-        if (k.op == Op::Scale) return scale;
+        if (k.op == Op::Scale || k.op == Op::Splat) return scale;
         const auto& lanes = dag.constants()[static_cast<std::size_t>(k.imm)].lanes;
         return lanes.size() == 1 ? lanes[0] : lanes.at(l);
     };
@@ -35,7 +35,8 @@ std::vector<Lanes> evaluate(const Dag& dag, const std::vector<Lanes>& inputs, co
                 v = inputs[static_cast<std::size_t>(n.imm)];
                 break;
             case Op::Const:
-            case Op::Scale: continue;
+            case Op::Scale:
+            case Op::Splat: continue;
             case Op::Add:
             case Op::Sub:
                 for (std::size_t l = 0; l < width; ++l) {

@@ -56,6 +56,7 @@ std::vector<Ref> transposeInto(const Dag& src, int inputCount, const std::vector
             case Op::Mask: give(n.a, dst.mask(sum)); break;
             case Op::Const:
             case Op::Scale:
+            case Op::Splat:
             case Op::Shuf: throw std::invalid_argument("transpose: not a linear network node");
         }
     }
