@@ -91,9 +91,14 @@ Ref iTimes(Dag& d, bool leafSine, Ref s) {
     if (!leafSine || !preExchangeable(d, s)) return d.mask(d.xchg(s));
     const Node n = d.node(s.id);
     Ref r;
-    if (n.op == Op::Mul) r = iTimesProduct(d, s.id);
-    else if (n.op == Op::Add) r = d.add(iTimesProduct(d, n.a), iTimesProduct(d, n.b));
-    else r = d.sub(iTimesProduct(d, n.a), iTimesProduct(d, n.b));
+    if (n.op == Op::Mul) {
+        r = iTimesProduct(d, s.id);
+    } else {
+        // One operand after the other: the order of a call's arguments is
+        // unspecified, and the network must not depend on the compiler.
+        const Ref a = iTimesProduct(d, n.a);
+        r = n.op == Op::Add ? d.add(a, iTimesProduct(d, n.b)) : d.sub(a, iTimesProduct(d, n.b));
+    }
     return s.neg ? -r : r;
 }
 

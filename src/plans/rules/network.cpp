@@ -183,8 +183,11 @@ RW Network::split(const PlanNode& plan, const std::vector<Ref>& x, int r, Data d
             }
             const long e = m.twiddle(r, n2, k1);
             const double co = cos2pi(e, m.N), si = sin2pi(e, m.N);
-            p[n2] = dag_.sub(dag_.mulC(co, c), dag_.mulC(si, s));
-            q[n2] = dag_.add(dag_.mulC(si, c), dag_.mulC(co, s));
+            // Operand by operand: the order of a call's arguments is unspecified.
+            const Ref coc = dag_.mulC(co, c);
+            p[n2] = dag_.sub(coc, dag_.mulC(si, s));
+            const Ref sic = dag_.mulC(si, c);
+            q[n2] = dag_.add(sic, dag_.mulC(co, s));
         }
         std::vector<Ref> Cb, Sb;
         T(pb, p, q, rb, Cb, Sb);

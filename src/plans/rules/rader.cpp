@@ -130,8 +130,11 @@ public:
                 }
                 const long ang = static_cast<long>(n2) * (2 * m1 + 1) % (2 * n);
                 const double co = net_.cos2pi(ang, 2 * n), si = net_.sin2pi(ang, 2 * n);
-                p[n2] = d_.sub(d_.mulC(co, c), d_.mulC(si, s));
-                q[n2] = d_.add(d_.mulC(si, c), d_.mulC(co, s));
+                // Operand by operand: the order of a call's arguments is unspecified.
+                const Ref coc = d_.mulC(co, c);
+                p[n2] = d_.sub(coc, d_.mulC(si, s));
+                const Ref sic = d_.mulC(si, c);
+                q[n2] = d_.add(sic, d_.mulC(co, s));
             }
             std::vector<Ref> Cb, Sb;
             T(pb, p, q, 1, Cb, Sb);
@@ -263,8 +266,11 @@ public:
                 const long ang = static_cast<long>(r) * n2 * k1 % N;
                 const double co = net_.cos2pi(ang, N), si = net_.sin2pi(ang, N);
                 const Ref c = YC[n2][k1], s = YS[n2][k1];
-                YC[n2][k1] = d_.sub(d_.mulC(co, c), d_.mulC(si, s));
-                YS[n2][k1] = d_.add(d_.mulC(si, c), d_.mulC(co, s));
+                // Operand by operand: the order of a call's arguments is unspecified.
+                const Ref coc = d_.mulC(co, c);
+                YC[n2][k1] = d_.sub(coc, d_.mulC(si, s));
+                const Ref sic = d_.mulC(si, c);
+                YS[n2][k1] = d_.add(sic, d_.mulC(co, s));
             }
         }
         for (int k1 = 0; k1 < a; ++k1) {
@@ -433,8 +439,10 @@ RaderNetwork raderNetwork(Network& net, Dag& d, const NetOptions& opt, const Pla
     for (int j = 1; j < H; ++j) {
         const double U = rounded(ddAdd(beta[j].re, beta[j].re)), V = rounded(ddAdd(beta[j].im, beta[j].im));
         const Ref B = -A.S[j];
-        P[j] = d.sub(d.mulC(U, A.C[j]), d.mulC(V, B));
-        Q[j] = d.add(d.mulC(V, A.C[j]), d.mulC(U, B));
+        const Ref ua = d.mulC(U, A.C[j]);
+        P[j] = d.sub(ua, d.mulC(V, B));
+        const Ref va = d.mulC(V, A.C[j]);
+        Q[j] = d.add(va, d.mulC(U, B));
     }
     const Ref ZH = d.mulC(rounded(H % 2 == 0 ? beta[H].re : beta[H].im), A.C[H]);
 

@@ -68,7 +68,11 @@ CVec ComplexNet::twiddle(CVec z, long e, long M) {
         Ref v = d_.add(sg(s, z.re), sg(c, z.im));
         return {d_.mulC(g, u), d_.mulC(g, v)};
     }
-    return {d_.sub(d_.mulC(c, z.re), d_.mulC(s, z.im)), d_.add(d_.mulC(s, z.re), d_.mulC(c, z.im))};
+    // Operand by operand: the order of a call's arguments is unspecified.
+    const Ref cr = d_.mulC(c, z.re);
+    const Ref re = d_.sub(cr, d_.mulC(s, z.im));
+    const Ref sr = d_.mulC(s, z.re);
+    return {re, d_.add(sr, d_.mulC(c, z.im))};
 }
 
 std::vector<CVec> ComplexNet::leaf(const PlanNode& p, const std::vector<CVec>& z, int r) {
@@ -119,7 +123,10 @@ Ref positive(Ref x) {
 }
 
 CVec laneProduct(Dag& d, CVec z, const std::vector<double>& c, const std::vector<double>& s) {
-    return {d.sub(d.mulK(c, z.re), d.mulK(s, z.im)), d.add(d.mulK(s, z.re), d.mulK(c, z.im))};
+    const Ref cr = d.mulK(c, z.re);
+    const Ref re = d.sub(cr, d.mulK(s, z.im));
+    const Ref sr = d.mulK(s, z.re);
+    return {re, d.add(sr, d.mulK(c, z.im))};
 }
 
 }  // namespace qrbgen::plans
