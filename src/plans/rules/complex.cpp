@@ -94,10 +94,10 @@ Ref iTimes(Dag& d, bool leafSine, Ref s) {
     if (n.op == Op::Mul) {
         r = iTimesProduct(d, s.id);
     } else {
-        // One operand after the other: the order of a call's arguments is
-        // unspecified, and the network must not depend on the compiler.
-        const Ref a = iTimesProduct(d, n.a);
-        r = n.op == Op::Add ? d.add(a, iTimesProduct(d, n.b)) : d.sub(a, iTimesProduct(d, n.b));
+        // The later operand first: a call's arguments have no fixed order,
+        // and the network must not depend on the compiler.
+        const Ref b = iTimesProduct(d, n.b);
+        r = n.op == Op::Add ? d.add(iTimesProduct(d, n.a), b) : d.sub(iTimesProduct(d, n.a), b);
     }
     return s.neg ? -r : r;
 }

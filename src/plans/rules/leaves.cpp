@@ -57,18 +57,20 @@ RW leaf5(const LeafContext& c, const PlanNode&, const std::vector<Ref>& x) {
     const double c51 = net.cos2pi(1, 5), c52 = -net.cos2pi(2, 5);
     Ref a = d.add(x[1], x[4]), dd = d.sub(x[1], x[4]);
     Ref b = d.add(x[3], x[2]), e = d.sub(x[3], x[2]);
-    // Every operation is made in the order it is written, operand by
-    // operand: the order of arguments of a call is unspecified, and the
-    // network must not depend on the compiler that built the generator.
+    // The order in which a call's arguments are evaluated is unspecified,
+    // and the network must not depend on the compiler that built the
+    // generator: operands that make nodes are made one statement at a time,
+    // the later operand first, which is the order the kernels have always
+    // been built in.
     o.C[0] = net.options().five0Left ? d.add(d.add(x[0], a), b) : d.add(x[0], d.add(a, b));
-    const Ref c51ax0 = d.add(d.mulC(c51, a), x[0]);
-    o.C[1] = d.sub(c51ax0, d.mulC(c52, b));
-    const Ref x0c52a = d.sub(x[0], d.mulC(c52, a));
-    o.C[2] = d.add(x0c52a, d.mulC(c51, b));
-    const Ref s51d = d.mulC(s51, dd);
-    o.S[1] = d.sub(s51d, d.mulC(s52, e));
-    const Ref s52d = d.mulC(s52, dd);
-    o.S[2] = d.add(s52d, d.mulC(s51, e));
+    const Ref c52b = d.mulC(c52, b);
+    o.C[1] = d.sub(d.add(d.mulC(c51, a), x[0]), c52b);
+    const Ref c51b = d.mulC(c51, b);
+    o.C[2] = d.add(d.sub(x[0], d.mulC(c52, a)), c51b);
+    const Ref s52e = d.mulC(s52, e);
+    o.S[1] = d.sub(d.mulC(s51, dd), s52e);
+    const Ref s51e = d.mulC(s51, e);
+    o.S[2] = d.add(d.mulC(s52, dd), s51e);
     d.tag(o.S[1], TagLeafSine);
     d.tag(o.S[2], TagLeafSine);
     return o;
@@ -91,11 +93,12 @@ RW leaf5s(const LeafContext& c, const PlanNode& plan, const std::vector<Ref>& x)
     Ref n = d.mulC(r5, d.sub(a, b));
     o.C[1] = d.add(m, n);
     o.C[2] = d.sub(m, n);
-    const Ref s51d = d.mulC(s51, dd);
-    o.S[1] = d.add(s51d, d.mulC(s52, e));
+    // Later operands first (see leaf5).
+    const Ref s52e = d.mulC(s52, e);
+    o.S[1] = d.add(d.mulC(s51, dd), s52e);
     // The network forms s51 e - s52 d and carries the sign.
-    const Ref s51e = d.mulC(s51, e);
-    o.S[2] = -d.sub(s51e, d.mulC(s52, dd));
+    const Ref s52d = d.mulC(s52, dd);
+    o.S[2] = -d.sub(d.mulC(s51, e), s52d);
     return o;
 }
 
@@ -109,25 +112,24 @@ RW leaf7(const LeafContext& c, const PlanNode&, const std::vector<Ref>& x) {
     Ref a2 = d.add(x[5], x[2]), d2 = d.sub(x[5], x[2]);
     Ref a3 = d.add(x[4], x[3]), d3 = d.sub(x[4], x[3]);
     o.C[0] = d.add(x[0], d.add(a1, d.add(a2, a3)));
-    // Operand by operand, in the order written (see leaf5).
-    Ref t = d.add(d.mulC(c71, a1), x[0]);
-    t = d.sub(t, d.mulC(c72, a2));
-    o.C[1] = d.sub(t, d.mulC(c73, a3));
-    t = d.sub(x[0], d.mulC(c72, a1));
-    t = d.sub(t, d.mulC(c73, a2));
-    o.C[2] = d.add(t, d.mulC(c71, a3));
-    t = d.sub(x[0], d.mulC(c73, a1));
-    t = d.add(t, d.mulC(c71, a2));
-    o.C[3] = d.sub(t, d.mulC(c72, a3));
-    t = d.mulC(s72, d2);
-    t = d.sub(t, d.mulC(s71, d1));
-    const Ref w1 = d.add(t, d.mulC(s73, d3));
-    t = d.mulC(s72, d1);
-    Ref u = d.mulC(s73, d2);
-    const Ref w2 = d.add(t, d.add(u, d.mulC(s71, d3)));
-    t = d.mulC(s72, d3);
-    u = d.mulC(s73, d1);
-    const Ref w3 = d.sub(t, d.add(u, d.mulC(s71, d2)));
+    // Later operands first, one statement at a time (see leaf5).
+    Ref last = d.mulC(c73, a3), mid = d.mulC(c72, a2);
+    o.C[1] = d.sub(d.sub(d.add(d.mulC(c71, a1), x[0]), mid), last);
+    last = d.mulC(c71, a3);
+    mid = d.mulC(c73, a2);
+    o.C[2] = d.add(d.sub(d.sub(x[0], d.mulC(c72, a1)), mid), last);
+    last = d.mulC(c72, a3);
+    mid = d.mulC(c71, a2);
+    o.C[3] = d.sub(d.add(d.sub(x[0], d.mulC(c73, a1)), mid), last);
+    last = d.mulC(s73, d3);
+    mid = d.mulC(s71, d1);
+    const Ref w1 = d.add(d.sub(d.mulC(s72, d2), mid), last);
+    mid = d.mulC(s71, d3);
+    last = d.add(d.mulC(s73, d2), mid);
+    const Ref w2 = d.add(d.mulC(s72, d1), last);
+    mid = d.mulC(s71, d2);
+    last = d.add(d.mulC(s73, d1), mid);
+    const Ref w3 = d.sub(d.mulC(s72, d3), last);
     // X[1] = C1 + i W1 and X[3] = C3 + i W3: those sine sums are carried negated.
     o.S[1] = -w1;
     o.S[2] = w2;

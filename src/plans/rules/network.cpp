@@ -183,11 +183,11 @@ RW Network::split(const PlanNode& plan, const std::vector<Ref>& x, int r, Data d
             }
             const long e = m.twiddle(r, n2, k1);
             const double co = cos2pi(e, m.N), si = sin2pi(e, m.N);
-            // Operand by operand: the order of a call's arguments is unspecified.
-            const Ref coc = dag_.mulC(co, c);
-            p[n2] = dag_.sub(coc, dag_.mulC(si, s));
-            const Ref sic = dag_.mulC(si, c);
-            q[n2] = dag_.add(sic, dag_.mulC(co, s));
+            // The later product first: a call's arguments have no fixed order.
+            const Ref sis = dag_.mulC(si, s);
+            p[n2] = dag_.sub(dag_.mulC(co, c), sis);
+            const Ref cos_ = dag_.mulC(co, s);
+            q[n2] = dag_.add(dag_.mulC(si, c), cos_);
         }
         std::vector<Ref> Cb, Sb;
         T(pb, p, q, rb, Cb, Sb);

@@ -101,11 +101,11 @@ RW Network::O(const PlanNode& plan, const std::vector<Ref>& d, int r) {
             }
             const long ang = static_cast<long>(r) * t2 * (2 * m1 + 1) % (2 * n);
             const double co = cos2pi(ang, 2 * n), si = sin2pi(ang, 2 * n);
-            // Operand by operand: the order of a call's arguments is unspecified.
-            const Ref coc = dag_.mulC(co, c);
-            p[t2] = dag_.sub(coc, dag_.mulC(si, s));
-            const Ref sic = dag_.mulC(si, c);
-            q[t2] = dag_.add(sic, dag_.mulC(co, s));
+            // The later product first: a call's arguments have no fixed order.
+            const Ref sis = dag_.mulC(si, s);
+            p[t2] = dag_.sub(dag_.mulC(co, c), sis);
+            const Ref cos_ = dag_.mulC(co, s);
+            q[t2] = dag_.add(dag_.mulC(si, c), cos_);
         }
         std::vector<Ref> Cb, Sb;
         T(pb, p, q, r, Cb, Sb);

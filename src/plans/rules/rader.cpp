@@ -130,11 +130,11 @@ public:
                 }
                 const long ang = static_cast<long>(n2) * (2 * m1 + 1) % (2 * n);
                 const double co = net_.cos2pi(ang, 2 * n), si = net_.sin2pi(ang, 2 * n);
-                // Operand by operand: the order of a call's arguments is unspecified.
-                const Ref coc = d_.mulC(co, c);
-                p[n2] = d_.sub(coc, d_.mulC(si, s));
-                const Ref sic = d_.mulC(si, c);
-                q[n2] = d_.add(sic, d_.mulC(co, s));
+                // The later product first: a call's arguments have no fixed order.
+                const Ref sis = d_.mulC(si, s);
+                p[n2] = d_.sub(d_.mulC(co, c), sis);
+                const Ref cos_ = d_.mulC(co, s);
+                q[n2] = d_.add(d_.mulC(si, c), cos_);
             }
             std::vector<Ref> Cb, Sb;
             T(pb, p, q, 1, Cb, Sb);
@@ -266,11 +266,11 @@ public:
                 const long ang = static_cast<long>(r) * n2 * k1 % N;
                 const double co = net_.cos2pi(ang, N), si = net_.sin2pi(ang, N);
                 const Ref c = YC[n2][k1], s = YS[n2][k1];
-                // Operand by operand: the order of a call's arguments is unspecified.
-                const Ref coc = d_.mulC(co, c);
-                YC[n2][k1] = d_.sub(coc, d_.mulC(si, s));
-                const Ref sic = d_.mulC(si, c);
-                YS[n2][k1] = d_.add(sic, d_.mulC(co, s));
+                // The later product first: a call's arguments have no fixed order.
+                const Ref sis = d_.mulC(si, s);
+                YC[n2][k1] = d_.sub(d_.mulC(co, c), sis);
+                const Ref cos_ = d_.mulC(co, s);
+                YS[n2][k1] = d_.add(d_.mulC(si, c), cos_);
             }
         }
         for (int k1 = 0; k1 < a; ++k1) {
@@ -439,10 +439,10 @@ RaderNetwork raderNetwork(Network& net, Dag& d, const NetOptions& opt, const Pla
     for (int j = 1; j < H; ++j) {
         const double U = rounded(ddAdd(beta[j].re, beta[j].re)), V = rounded(ddAdd(beta[j].im, beta[j].im));
         const Ref B = -A.S[j];
-        const Ref ua = d.mulC(U, A.C[j]);
-        P[j] = d.sub(ua, d.mulC(V, B));
-        const Ref va = d.mulC(V, A.C[j]);
-        Q[j] = d.add(va, d.mulC(U, B));
+        const Ref vb = d.mulC(V, B);  // the later product first, as above
+        P[j] = d.sub(d.mulC(U, A.C[j]), vb);
+        const Ref ub = d.mulC(U, B);
+        Q[j] = d.add(d.mulC(V, A.C[j]), ub);
     }
     const Ref ZH = d.mulC(rounded(H % 2 == 0 ? beta[H].re : beta[H].im), A.C[H]);
 

@@ -68,11 +68,11 @@ CVec ComplexNet::twiddle(CVec z, long e, long M) {
         Ref v = d_.add(sg(s, z.re), sg(c, z.im));
         return {d_.mulC(g, u), d_.mulC(g, v)};
     }
-    // Operand by operand: the order of a call's arguments is unspecified.
-    const Ref cr = d_.mulC(c, z.re);
-    const Ref re = d_.sub(cr, d_.mulC(s, z.im));
-    const Ref sr = d_.mulC(s, z.re);
-    return {re, d_.add(sr, d_.mulC(c, z.im))};
+    // The later product first: a call's arguments have no fixed order.
+    const Ref si = d_.mulC(s, z.im);
+    const Ref re = d_.sub(d_.mulC(c, z.re), si);
+    const Ref ci = d_.mulC(c, z.im);
+    return {re, d_.add(d_.mulC(s, z.re), ci)};
 }
 
 std::vector<CVec> ComplexNet::leaf(const PlanNode& p, const std::vector<CVec>& z, int r) {
@@ -123,10 +123,10 @@ Ref positive(Ref x) {
 }
 
 CVec laneProduct(Dag& d, CVec z, const std::vector<double>& c, const std::vector<double>& s) {
-    const Ref cr = d.mulK(c, z.re);
-    const Ref re = d.sub(cr, d.mulK(s, z.im));
-    const Ref sr = d.mulK(s, z.re);
-    return {re, d.add(sr, d.mulK(c, z.im))};
+    const Ref si = d.mulK(s, z.im);
+    const Ref re = d.sub(d.mulK(c, z.re), si);
+    const Ref ci = d.mulK(c, z.im);
+    return {re, d.add(d.mulK(s, z.re), ci)};
 }
 
 }  // namespace qrbgen::plans
