@@ -14,7 +14,7 @@ extern "C" Status owngDCT4Compute_64f_sse2(const double* src, double* dst, const
 #if QRBG_WIDE_FORMS
 extern "C" {
 #define QRBG_DCT4_RESOLVER(T, ET)                                                                         \
-    __attribute__((visibility("hidden"))) Status (*resolve_owngDCT4Compute_##T())(                       \
+    QRBG_RESOLVER Status (*resolve_owngDCT4Compute_##T())(                                                \
         const ET*, ET*, const qrbg::dct4::Env1*) {                                                        \
         __builtin_cpu_init();                                                                             \
         if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl"))                      \

@@ -29,6 +29,18 @@
 // variants, and each exported name is bound once, when the library loads,
 // to the widest variant the processor runs (QRBG_BIND_WIDEST). The i386
 // build has the 16-byte kernels alone, under the exported names.
+// An ifunc resolver runs while the dynamic linker relocates the library,
+// before any sanitizer runtime or thread-local storage is ready: it is kept
+// free of sanitizer and coverage instrumentation. It has C linkage and
+// hidden visibility (not static), so that the ifunc can name it by its
+// plain name with every compiler.
+#if defined(__clang__)
+#define QRBG_RESOLVER __attribute__((visibility("hidden"), no_sanitize("address", "thread", "undefined", "coverage")))
+#else
+#define QRBG_RESOLVER \
+    __attribute__((visibility("hidden"), no_sanitize("address", "thread", "undefined"), no_sanitize_coverage))
+#endif
+
 #if defined(__x86_64__)
 #define QRBG_WIDE_FORMS 1
 #else
@@ -38,12 +50,10 @@
 // The exported function `name`, of result type Ret and parameter list
 // Params, bound to internal_avx512 (AVX-512F and VL), internal_avx2 or
 // internal_sse2, which must be declared before. A call then costs what any
-// call of an exported function costs; nothing is decided per call. The
-// resolver has C linkage and hidden visibility (not static), so that the
-// ifunc can name it by its plain name with every compiler.
+// call of an exported function costs; nothing is decided per call.
 #define QRBG_BIND_WIDEST(name, internal, Ret, Params)                                                        \
     extern "C" {                                                                                             \
-    __attribute__((visibility("hidden"))) Ret(*resolve_##name())Params {                                     \
+    QRBG_RESOLVER Ret(*resolve_##name())Params {                                                             \
         __builtin_cpu_init();                                                                                \
         if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl")) return internal##_avx512; \
         if (__builtin_cpu_supports("avx2")) return internal##_avx2;                                          \

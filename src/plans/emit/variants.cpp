@@ -69,10 +69,9 @@ std::string printBinding(const KernelDesc& k, const std::vector<VariantBuild>& v
     o << "#if QRBG_VARIANTS\nextern \"C\" {\n";
     for (const VariantBuild& b : v)
         o << "__attribute__((visibility(\"hidden\"))) Status " << internalName(k, b.row->name) << sig << ";\n";
-    // The resolver has C linkage and hidden visibility, so that the ifunc
-    // names it by its plain name with every compiler.
+    // QRBG_RESOLVER (qrbg_simd.h): C linkage, hidden, uninstrumented.
     o << "// The widest variant this processor runs, chosen once when the library loads.\n";
-    o << "__attribute__((visibility(\"hidden\"))) Status (*" << resolver << "())" << sig << " {\n    __builtin_cpu_init();\n";
+    o << "QRBG_RESOLVER Status (*" << resolver << "())" << sig << " {\n    __builtin_cpu_init();\n";
     for (auto it = v.rbegin(); it != v.rend(); ++it) {
         o << "    if (";
         for (int f = 0; f < 2 && it->row->features[f]; ++f)
