@@ -2,7 +2,7 @@
 # Installs the Debian packages the build, the tests and the benchmarks need,
 # when they are missing.
 set -euo pipefail
-# gnuplot-nox draws the benchmark plot (bench/plot_dft.sh).
+# gnuplot-nox draws the benchmark plot (bench/plot.sh).
 pkgs=(cmake make g++ g++-multilib qemu-user googletest libgtest-dev libbenchmark-dev libfftw3-dev binutils pkg-config python3
       clang libclang-rt-dev gnuplot-nox)
 missing=()
