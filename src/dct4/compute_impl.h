@@ -177,8 +177,11 @@ QRBG_INLINE void D2(Cx<V>* z, const typename V::T* inner, const typename V::T* o
     }
 }
 
+// The kernels read their rows from `in`, inM elements apart from column inO
+// on, and write rows of e->M elements from column o on.
 template <class V, int MP>
-QRBG_INLINE void env8Kernel(const Env8* e, typename V::T* out, const typename V::T* in, I32 g, I32 o) {
+QRBG_INLINE void env8Kernel(const Env8* e, typename V::T* out, const typename V::T* in, I32 inM, I32 inO, I32 g,
+                            I32 o) {
     using T = typename V::T;
     constexpr int nu = VecOf<T>::type::lanes;
     const I32 M = e->M, n = e->n, Lm1 = e->Lm1, c = e->c;
@@ -186,10 +189,10 @@ QRBG_INLINE void env8Kernel(const Env8* e, typename V::T* out, const typename V:
     const T* outerTab = tab + 2 * nu * c * (MP / 4 - 1);
     {
         Cx<V> z[MP], G[MP];
-        const T* re = in + (2 * g * MP) * M + o;
-        const T* im = re + MP * M;
+        const T* re = in + (2 * g * MP) * inM + inO;
+        const T* im = re + MP * inM;
 #pragma GCC unroll 32
-        for (int a = 0; a < MP; ++a) z[a] = {V::load(re + a * M), V::load(im + a * M)};
+        for (int a = 0; a < MP; ++a) z[a] = {V::load(re + a * inM), V::load(im + a * inM)};
         if constexpr (MP == 8)
             D8<V, nu>(z, tab + 2 * nu * 7 * g, G);
         else
@@ -213,7 +216,8 @@ QRBG_INLINE void env8Kernel(const Env8* e, typename V::T* out, const typename V:
 // like hGroupStaged: rows leave as whole lines, and enter so too where they
 // lie far apart (StageIn); densely packed input rows are read in place.
 template <class V, int MP, bool StageIn, bool Stream>
-QRBG_INLINE void env8KernelStaged(const Env8* e, typename V::T* out, const typename V::T* in, I32 g, I32 o) {
+QRBG_INLINE void env8KernelStaged(const Env8* e, typename V::T* out, const typename V::T* in, I32 inM, I32 inO, I32 g,
+                                  I32 o) {
     using T = typename V::T;
     using N = typename VecOf<T>::type;
     constexpr int nu = V::lanes, R = kLine<T>, W = R / nu, tn = N::lanes;
@@ -221,11 +225,11 @@ QRBG_INLINE void env8KernelStaged(const Env8* e, typename V::T* out, const typen
     const T* tab = static_cast<const T*>(e->table);
     const T* outerTab = tab + 2 * tn * c * (MP / 4 - 1);
     alignas(32) T rows[2 * MP][R];
-    const T* base = in + (2 * g * MP) * M + o;
+    const T* base = in + (2 * g * MP) * inM + inO;
     if constexpr (StageIn) {
 #pragma GCC unroll 4
         for (int r = 0; r < 2 * MP; ++r)
-            for (int j = 0; j < R / tn; ++j) N::load(base + r * M + tn * j).store(rows[r] + tn * j);
+            for (int j = 0; j < R / tn; ++j) N::load(base + r * inM + tn * j).store(rows[r] + tn * j);
     }
     for (int w = 0; w < W; ++w) {
         Cx<V> z[MP], G[MP];
@@ -235,7 +239,7 @@ QRBG_INLINE void env8KernelStaged(const Env8* e, typename V::T* out, const typen
         } else {
 #pragma GCC unroll 32
             for (int a = 0; a < MP; ++a)
-                z[a] = {V::load(base + a * M + nu * w), V::load(base + (MP + a) * M + nu * w)};
+                z[a] = {V::load(base + a * inM + nu * w), V::load(base + (MP + a) * inM + nu * w)};
         }
         if constexpr (MP == 8)
             D8<V, tn>(z, tab + 2 * tn * 7 * g, G);
@@ -260,27 +264,31 @@ QRBG_INLINE void env8KernelStaged(const Env8* e, typename V::T* out, const typen
 }
 
 template <class T, int MP>
-void env8Kernels(const Env8* e, T* out, const T* in, I32 o0, I32 groups) {
+void env8Kernels(const Env8* e, T* out, const T* in, I32 inM, I32 inO, I32 o0, I32 groups) {
     using N = typename VecOf<T>::type;
     using V = typename WideOf<T>::type;
     constexpr int nu = N::lanes, span = V::lanes / nu, lineGroups = kLine<T> / nu;
     const bool staged = groups % lineGroups == 0 && e->M * MP * 2 >= 1024;
-    const bool stageIn = e->M * I32(sizeof(T)) >= 1024, stream = streamed<T>(e->N);
+    const bool stageIn = inM * I32(sizeof(T)) >= 1024, stream = streamed<T>(e->N);
     for (I32 g = 0; g < e->c; ++g) {
-        if (staged && stageIn && stream)
-            for (I32 k = 0; k < groups; k += lineGroups) env8KernelStaged<V, MP, true, true>(e, out, in, g, o0 + nu * k);
-        else if (staged && stageIn)
-            for (I32 k = 0; k < groups; k += lineGroups) env8KernelStaged<V, MP, true, false>(e, out, in, g, o0 + nu * k);
-        else if (staged && stream)
-            for (I32 k = 0; k < groups; k += lineGroups) env8KernelStaged<V, MP, false, true>(e, out, in, g, o0 + nu * k);
-        else if (staged)
-            for (I32 k = 0; k < groups; k += lineGroups) env8KernelStaged<V, MP, false, false>(e, out, in, g, o0 + nu * k);
-        else {
-            I32 k = 0;
-            if constexpr (span > 1)
-                for (; k + span <= groups; k += span) env8Kernel<V, MP>(e, out, in, g, o0 + nu * k);
-            for (; k < groups; ++k) env8Kernel<N, MP>(e, out, in, g, o0 + nu * k);
+        if (staged) {
+            for (I32 k = 0; k < groups; k += lineGroups) {
+                const I32 i = inO + nu * k, o = o0 + nu * k;
+                if (stageIn && stream)
+                    env8KernelStaged<V, MP, true, true>(e, out, in, inM, i, g, o);
+                else if (stageIn)
+                    env8KernelStaged<V, MP, true, false>(e, out, in, inM, i, g, o);
+                else if (stream)
+                    env8KernelStaged<V, MP, false, true>(e, out, in, inM, i, g, o);
+                else
+                    env8KernelStaged<V, MP, false, false>(e, out, in, inM, i, g, o);
+            }
+            continue;
         }
+        I32 k = 0;
+        if constexpr (span > 1)
+            for (; k + span <= groups; k += span) env8Kernel<V, MP>(e, out, in, inM, inO + nu * k, g, o0 + nu * k);
+        for (; k < groups; ++k) env8Kernel<N, MP>(e, out, in, inM, inO + nu * k, g, o0 + nu * k);
     }
 }
 
@@ -555,9 +563,9 @@ template <class T>
 Status Compute<T>::env8_compute(const Env8* e, T* out, const T* in, I32 o, I32 groups) {
     if (!e->table) return StatusBadRule;
     switch (e->rule) {
-        case 3: env8Kernels<T, 8>(e, out, in, o, groups); return StatusOk;
-        case 4: env8Kernels<T, 16>(e, out, in, o, groups); return StatusOk;
-        case 5: env8Kernels<T, 32>(e, out, in, o, groups); return StatusOk;
+        case 3: env8Kernels<T, 8>(e, out, in, e->M, o, o, groups); return StatusOk;
+        case 4: env8Kernels<T, 16>(e, out, in, e->M, o, o, groups); return StatusOk;
+        case 5: env8Kernels<T, 32>(e, out, in, e->M, o, o, groups); return StatusOk;
         default: return StatusBadRule;
     }
 }
@@ -590,6 +598,28 @@ Status Compute<T>::env7_compute(const Env7* e, T* out, const T* src, I32 a, I32 
     const auto* e9 = childOf<T, Env9>(e->stage9, 9);
     const auto* e8 = childOf<T, Env8>(e->stage8, 8);
     if (!buf || !e9 || !e8) return StatusBadRule;
+    // A split whose first half is a fixed kernel keeps the columns of this
+    // call packed in its buffer: rows of the groups' own nu * groups columns
+    // instead of rows of all M, read back by the second half at once. Inside
+    // a longer split (a slab of the columns of the level above) the half's
+    // output then stays in the cache, where rows M apart would compete for
+    // the same few cache sets; at the top level the two layouts coincide.
+    const I32 cols = VecOf<T>::type::lanes * groups;
+    if (e9->rule >= 1 && e9->rule <= 6 && e8->table && e8->rule >= 3 && e8->rule <= 5 &&
+        e9->outStride == e9->mp * e9->M && e8->M == e9->M && cols <= e9->M) {
+        const HGroupFn<T> fn = HTable<T>::fn[e9->rule];
+        const bool stream = streamed<T>(e->L * cols);
+        for (I32 j = 0; j < e9->mp; ++j) {
+            const I32 aj = a + j * e9->S, bj = b - 2 * j * e9->S;
+            fn(buf, e9->mp * cols, src, aj, aj + bj, e9->pointStride, j * cols, groups, stream);
+        }
+        switch (e8->rule) {
+            case 3: env8Kernels<T, 8>(e8, out, buf, cols, 0, o, groups); break;
+            case 4: env8Kernels<T, 16>(e8, out, buf, cols, 0, o, groups); break;
+            default: env8Kernels<T, 32>(e8, out, buf, cols, 0, o, groups); break;
+        }
+        return StatusOk;
+    }
     if (const Status st = env9_compute(e9, buf, src, a, b, o, groups); st != StatusOk) return st;
     return env8_compute(e8, out, buf, o, groups);
 }
