@@ -215,9 +215,12 @@ QRBG_INLINE void env8Kernel(const Env8* e, typename V::T* out, const typename V:
 // env8Kernel on kWide neighbouring lane groups, staged through the stack
 // like hGroupStaged: rows leave as whole lines, and enter so too where they
 // lie far apart (StageIn); densely packed input rows are read in place.
-template <class V, int MP, bool StageIn, bool Stream>
+// With Block, kernel g is one of the B kernels from g0 on, and its output
+// rows go to a block that holds, for each t, the run of B row pairs these
+// kernels write, in the order of q (see splitThenSynthesis).
+template <class V, int MP, bool StageIn, bool Stream, bool Block = false>
 QRBG_INLINE void env8KernelStaged(const Env8* e, typename V::T* out, const typename V::T* in, I32 inM, I32 inO, I32 g,
-                                  I32 o) {
+                                  I32 o, I32 g0 = 0, I32 B = 0) {
     using T = typename V::T;
     using N = typename VecOf<T>::type;
     constexpr int nu = V::lanes, R = kLine<T>, W = R / nu, tn = N::lanes;
@@ -254,8 +257,11 @@ QRBG_INLINE void env8KernelStaged(const Env8* e, typename V::T* out, const typen
     }
 #pragma GCC unroll 4
     for (int t = 0; t < MP; ++t) {
-        const I32 q = t < MP / 2 ? g + n * t : Lm1 - (g + n * t);
-        T* re = out + (2 * q) * M + o;
+        T* re;
+        if constexpr (Block)
+            re = out + t * (2 * B * M) + 2 * (t < MP / 2 ? g - g0 : g0 + B - 1 - g) * M + o;
+        else
+            re = out + (2 * (t < MP / 2 ? g + n * t : Lm1 - (g + n * t))) * M + o;
         for (int j = 0; j < R / tn; ++j) {
             putLine<Stream>(N::load(rows[t] + tn * j), re + tn * j);
             putLine<Stream>(N::load(rows[MP + t] + tn * j), re + M + tn * j);
@@ -341,17 +347,17 @@ QRBG_INLINE void loadColumns(const double* rows, I32 m, int c2, V4d* u, V4d* w) 
 
 // Synthesis kernels of the lanes q = nu g .. from the 16-byte lane group g
 // on (nu lanes of a 16-byte vector; a 32-byte one takes groups g and g + 1):
-// the rotated columns through T(m) into v[0 .. 2m-1]. Each group has its
-// own rows of the table.
+// the rotated columns, read from the group's rows (rows 2q and 2q + 1 of
+// the scratch, m elements each), through T(m) into v[0 .. 2m-1]. Each group
+// has its own rows of the table.
 template <class V, int m>
-QRBG_INLINE void env4Core(const Env4* e, const typename V::T* in, I32 g, V* v) {
+QRBG_INLINE void env4Core(const Env4* e, const typename V::T* rows, I32 g, V* v) {
     using T = typename V::T;
     constexpr int nu = VecOf<T>::type::lanes;
-    const I32 q0 = nu * g, groupTab = 2 * nu * m;
+    const I32 groupTab = 2 * nu * m;
     const T* tab = static_cast<const T*>(e->table) + g * groupTab;
     V u[m], w[m];
     Cx<V> z[m];
-    const T* rows = in + 2 * q0 * m;
 #pragma GCC unroll 8
     for (int c = 0; c < m; c += nu) loadColumns(rows, m, c, u, w);
 #pragma GCC unroll 32
@@ -368,7 +374,7 @@ QRBG_INLINE void env4Group(const Env4* e, typename V::T* dst, const typename V::
     constexpr int nu = V::lanes;
     const I32 L = e->L, q0 = VecOf<typename V::T>::type::lanes * g;
     V v[2 * m];
-    env4Core<V, m>(e, in, g, v);
+    env4Core<V, m>(e, in + 2 * q0 * m, g, v);
 #pragma GCC unroll 32
     for (int t = 0; t < m; ++t) v[t].storeu(dst + q0 + L * t);
 #pragma GCC unroll 32
@@ -376,9 +382,10 @@ QRBG_INLINE void env4Group(const Env4* e, typename V::T* dst, const typename V::
 }
 
 // kWide neighbouring groups whose destination rows lie far apart: results
-// are collected on the stack and leave as whole lines.
+// are collected on the stack and leave as whole lines. The rows of group g0
+// and of those after it start at `rows`.
 template <class V, int m, bool Stream>
-QRBG_INLINE void env4GroupStaged(const Env4* e, typename V::T* dst, const typename V::T* in, I32 g0) {
+QRBG_INLINE void env4GroupStaged(const Env4* e, typename V::T* dst, const typename V::T* rows, I32 g0) {
     using T = typename V::T;
     using N = typename VecOf<T>::type;
     constexpr int nu = V::lanes, R = kLine<T>, W = R / nu, nn = N::lanes, span = nu / nn;
@@ -386,7 +393,7 @@ QRBG_INLINE void env4GroupStaged(const Env4* e, typename V::T* dst, const typena
     alignas(32) T up[m][R], down[m][R];
     for (int w = 0; w < W; ++w) {
         V v[2 * m];
-        env4Core<V, m>(e, in, g0 + span * w, v);
+        env4Core<V, m>(e, rows + 2 * nn * span * w * m, g0 + span * w, v);
 #pragma GCC unroll 32
         for (int t = 0; t < m; ++t) v[t].store(up[t] + nu * w);
 #pragma GCC unroll 32
@@ -416,15 +423,75 @@ void env4Kernels(const Env4* e, T* dst, const T* in) {
     const bool stream = reinterpret_cast<std::uintptr_t>(dst) % 16 == 0 && streamed<T>(e->N);
     if (e->L * I32(sizeof(T)) >= 1024) {
         if (stream) {
-            for (; g + lineGroups <= e->groups; g += lineGroups) env4GroupStaged<V, m, true>(e, dst, in, g);
+            for (; g + lineGroups <= e->groups; g += lineGroups)
+                env4GroupStaged<V, m, true>(e, dst, in + 2 * N::lanes * g * m, g);
             _mm_sfence();
         } else {
-            for (; g + lineGroups <= e->groups; g += lineGroups) env4GroupStaged<V, m, false>(e, dst, in, g);
+            for (; g + lineGroups <= e->groups; g += lineGroups)
+                env4GroupStaged<V, m, false>(e, dst, in + 2 * N::lanes * g * m, g);
         }
     }
     if constexpr (span > 1)
         for (; g + span <= e->groups; g += span) env4Group<V, m>(e, dst, in, g);
     for (; g < e->groups; ++g) env4Group<N, m>(e, dst, in, g);
+}
+
+// ---- The top level's split and the synthesis, fused ------------------------------
+
+// Kernel g of the top level's split writes the row pairs q = g + n t and
+// Lm1 - (g + n t), t < MP; the synthesis reads them a line of lane groups
+// (B row pairs) at a time. For long transforms the two run by blocks: the
+// split kernels of B neighbouring g write their MP runs of B row pairs into
+// a block at the start of the scratch, and the synthesis reads each run
+// from there while it is in the cache; the scratch's whole array is never
+// written out and read back. Every kernel computes what it computes in two
+// passes, from the same operands.
+constexpr std::int64_t kFuseBytes = 512 << 10;
+
+template <class T, int MP, int m>
+void splitThenSynthesis(const Env8* e8, const Env4* e4, T* block, const T* in, T* dst, I32 groups) {
+    using N = typename VecOf<T>::type;
+    using V = typename WideOf<T>::type;
+    constexpr int nu = N::lanes, lineGroups = kLine<T> / nu, B = nu * lineGroups;
+    const I32 n = e8->n, Lm1 = e8->Lm1, M = e8->M;
+    const bool stream = reinterpret_cast<std::uintptr_t>(dst) % 16 == 0 && streamed<T>(e4->N);
+    for (I32 g0 = 0; g0 < e8->c; g0 += B) {
+        for (I32 g = g0; g < g0 + B; ++g)
+            for (I32 k = 0; k < groups; k += lineGroups)
+                env8KernelStaged<V, MP, false, false, true>(e8, block, in, M, nu * k, g, nu * k, g0, B);
+        for (int t = 0; t < MP; ++t) {
+            const I32 q0 = t < MP / 2 ? g0 + n * t : Lm1 - (g0 + B - 1 + n * t);
+            const T* rows = block + t * (2 * B * M);
+            if (stream)
+                env4GroupStaged<V, m, true>(e4, dst, rows, q0 / nu);
+            else
+                env4GroupStaged<V, m, false>(e4, dst, rows, q0 / nu);
+        }
+    }
+}
+
+template <class T, int MP>
+void splitThenSynthesis(const Env8* e8, const Env4* e4, T* block, const T* in, T* dst, I32 groups) {
+    switch (e4->rule) {
+        case 4: splitThenSynthesis<T, MP, 8>(e8, e4, block, in, dst, groups); break;
+        case 5: splitThenSynthesis<T, MP, 16>(e8, e4, block, in, dst, groups); break;
+        default: splitThenSynthesis<T, MP, 32>(e8, e4, block, in, dst, groups); break;
+    }
+}
+
+// Whether the top level's split and the synthesis run fused: a long
+// transform whose split kernels read dense rows and write whole lines, in
+// runs of row pairs that the synthesis groups tile, and whose block fits in
+// the scratch.
+template <class T>
+bool fusable(const Env8* e8, const Env4* e4, I32 groups) {
+    constexpr int nu = VecOf<T>::type::lanes, lineGroups = kLine<T> / nu, B = nu * lineGroups;
+    if (!e8->table || e8->rule < 3 || e8->rule > 5 || !e4->table || e4->rule < 4 || e4->rule > 6) return false;
+    const I32 MP = I32(1) << e8->rule;
+    return std::int64_t(sizeof(T)) * e4->N >= kFuseBytes && groups % lineGroups == 0 && e8->M * MP * 2 >= 1024 &&
+           e8->M * I32(sizeof(T)) < 1024 && e4->L * I32(sizeof(T)) >= 1024 && e8->n % B == 0 && e8->c % B == 0 &&
+           e8->M == e4->m && e8->Lm1 == e4->L - 1 && 2 * e4->groups * nu == e4->L && groups * nu == e8->M &&
+           std::int64_t(MP) * 2 * B * e8->M <= e4->N;
 }
 
 // ---- Direct kernels, N = 2 to 32 -------------------------------------------------
@@ -651,6 +718,25 @@ Status Compute<T>::compute(const T* src, T* dst, const Env1* spec) {
     const auto* e5 = e3 ? childOf<T, Env5>(e3->stage, 5) : nullptr;
     const auto* e4 = e2 ? childOf<T, Env4>(e2->stage, 4) : nullptr;
     if (!buf || !e5 || !e4) return StatusBadRule;
+    // A long transform whose first stage is split: the split's second half
+    // and the synthesis may run fused.
+    if (e5->rule == 7) {
+        const auto* e7 = childOf<T, Env7>(e5->stage, 7);
+        const auto* e9 = e7 && e7->rule == 1 ? childOf<T, Env9>(e7->stage9, 9) : nullptr;
+        const auto* e8 = e7 && e7->rule == 1 ? childOf<T, Env8>(e7->stage8, 8) : nullptr;
+        if (e7 && e7->buffer && e9 && e8 && fusable<T>(e8, e4, e5->groups)) {
+            T* half = static_cast<T*>(e7->buffer);
+            if (const Status st = env9_compute(e9, half, src, 0, e5->twoNm1, 0, e5->groups); st != StatusOk)
+                return st;
+            switch (e8->rule) {
+                case 3: splitThenSynthesis<T, 8>(e8, e4, buf, half, dst, e5->groups); break;
+                case 4: splitThenSynthesis<T, 16>(e8, e4, buf, half, dst, e5->groups); break;
+                default: splitThenSynthesis<T, 32>(e8, e4, buf, half, dst, e5->groups); break;
+            }
+            _mm_sfence();
+            return StatusOk;
+        }
+    }
     if (const Status st = env5_compute(e5, buf, src); st != StatusOk) return st;
     const Status st = env4_compute(e4, dst, buf);
     _mm_sfence();  // streamed lines are ordered before whatever the caller does next
