@@ -7,8 +7,6 @@
 
 #include <string>
 
-#include "registry/schemes.h"
-#include "rules/prime32.h"
 #include "tables/plan_table.h"
 
 #include "kernel_table.h"
@@ -21,13 +19,10 @@ using qrbtest::Type;
 // Lengths whose network has other figures than the table, cheaper in every
 // factor order tried, held to the table as an upper bound: 64fc 53 (R13
 // nested in both halves of its Rader network: 4 additions and 6 products
-// fewer), the 19-point networks inside 32fc 38 and 57 (4 additions and
-// 8 products fewer per register of real or imaginary parts), and the 32fc
-// chirp kernels 47 and 59, whose first transform leaves out every zero of
-// the tail where the table's figures leave out only the inputs of its first
-// step that lie in it (ChirpPrunedByItsFirstStep below).
+// fewer), and the 19-point networks inside 32fc 38 and 57 (4 additions and
+// 8 products fewer per register of real or imaginary parts).
 bool belowTable(Type type, int n) {
-    return type == Type::C64 ? n == 53 : n == 38 || n == 57 || n == 47 || n == 59;
+    return type == Type::C64 ? n == 53 : n == 38 || n == 57;
 }
 
 // Sums of additions and subtractions, and products, equal the table's, or
@@ -68,22 +63,4 @@ TEST(DftCounts, MatchThePlanTable) {
         ++checked;
     }
     EXPECT_GT(checked, 0);
-}
-
-// The chirp kernels with their zero tail pruned only by whole inputs of the
-// first step, the rows before it being transformed as data, execute the
-// additions and products of the plan table.
-TEST(DftCounts, ChirpPrunedByItsFirstStep) {
-    namespace qp = qrbgen::plans;
-    for (int p : {47, 59}) {
-        const auto* row = qp::planRow(p);
-        ASSERT_NE(row, nullptr);
-        for (bool inverse : {false, true}) {
-            const qp::KernelDesc k{qp::Kind::CToC, qp::Type::C32, p, inverse};
-            const qp::KernelDag kd = qp::buildChirp32fc(k, qp::schemeFor(k), row->plan32fc, qp::ChirpPruning::ByFirstStep);
-            const qp::OpCounts c = kd.dag.counts();
-            EXPECT_EQ(c.add + c.sub, row->counts32fc.add + row->counts32fc.sub) << p;
-            EXPECT_EQ(c.mul, row->counts32fc.mul) << p;
-        }
-    }
 }

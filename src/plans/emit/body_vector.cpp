@@ -136,7 +136,8 @@ BodyInfo printSplit32(const KernelDag& k) {
         const Node& n = d.node(id);
         const Move& m = k.layout.loads.at(static_cast<std::size_t>(n.imm));
         o << "    const __m128 " << valueName(id) << " = ";
-        if (m.e1 == m.e0 + 1 && m.e0 % 2 == 0) o << "qrbg::ld4<kAligned>(" << at("x", m.e0) << ")";
+        if (m.e0 < 0) o << "_mm_setzero_ps()";  // a zero the network takes as data
+        else if (m.e1 == m.e0 + 1 && m.e0 % 2 == 0) o << "qrbg::ld4<kAligned>(" << at("x", m.e0) << ")";
         else if (m.e1 == m.e0 + 1 && n.aux == LoadMerged)
             o << "kAligned ? qrbg::ldMerge(" << at("x", m.e0) << ") : qrbg::ld4<false>(" << at("x", m.e0) << ")";
         else if (m.e1 == m.e0 + 1)

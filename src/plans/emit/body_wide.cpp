@@ -135,6 +135,7 @@ private:
     bool full(const Move& m) const { return single_ ? m.e1 == m.e0 + 1 : true; }
 
     std::string blockLoad(const Move& m) const {
+        if (m.e0 < 0) return single_ ? "qrbg::wide::zero16f()" : "qrbg::wide::zero16d()";  // a zero taken as data
         if (full(m)) return "qrbg::wide::ld16(" + at("x", m.e0) + ")";
         if (m.e1 >= 0) return "qrbg::wide::ldHalves(" + at("x", m.e0) + ", " + at("x", m.e1) + ")";
         return "qrbg::wide::ldHalves(" + at("x", m.e0) + ")";

@@ -13,8 +13,11 @@
 // G[j] = (1/L) sum over |m| < p of conj(c[|m|]) exp(-2 pi i j m / L).
 //
 // The data are rows of four consecutive elements. Both transforms are
-// splits (L/4, 4) and (4, L/4); the first runs its stage across the rows on
-// the filled rows only, the others being exact zeros, and of the second
+// splits (L/4, 4) and (4, L/4). The first is pruned by whole inputs of its
+// first step across the rows: that step takes its inputs at stride L / a,
+// and all but the first two lie in the zero tail, so the rows from 2L / a
+// on are left out; the rows before them that lie beyond p - 1 are zeros
+// transformed as data (nothing is read for them). Of the second transform
 // only the rows that hold outputs 0..p-1 are computed.
 #include <cmath>
 #include <stdexcept>
@@ -63,10 +66,10 @@ int firstStepEnd(const ChirpRow& row) {
 
 class Chirp : public TwoPassSplit {
 public:
-    Chirp(KernelDag& k, const ChirpRow& row, ChirpPruning pruning)
+    Chirp(KernelDag& k, const ChirpRow& row)
         : TwoPassSplit(k, parsePlanFor("C(" + std::string(row.rows) + ",4)", row.L),
                        parsePlanFor("C(4," + std::string(row.rowsBack) + ")", row.L)),
-          p_(row.p), L_(row.L), dataEnd_(pruning == ChirpPruning::ByElement ? row.p : firstStepEnd(row)) {
+          p_(row.p), L_(row.L), dataEnd_(firstStepEnd(row)) {
         const bool inv = k.desc.inverse;
         for (int n = 0; n < p_; ++n) chirp_.push_back(unitRoot(chirpExponent(p_, n, inv), p_));
         // G[j] in double-double: the terms exp(i pi (-e(|m|) L - 2 j m p) / (p L)),
@@ -89,7 +92,7 @@ public:
 protected:
     int inputElement(int row, int lane) const override {
         const int n = kLanes * row + lane;
-        return n < dataEnd_ ? n : -1;
+        return n < p_ ? n : n < dataEnd_ ? kDataZero : -1;
     }
     int outputElement(int row, int lane) const override {
         const int m = m2_.out(lane, row);
@@ -122,20 +125,19 @@ protected:
 
 private:
     const int p_, L_;
-    const int dataEnd_;  // elements from here on are left out of the first transform
+    const int dataEnd_;  // rows from here on are left out of the first transform
     std::vector<Complex> chirp_, G_;
 };
 
 }  // namespace
 
-KernelDag buildChirp32fc(const KernelDesc& k, const SchemeRow& s, const std::string& planText,
-                         ChirpPruning pruning) {
+KernelDag buildChirp32fc(const KernelDesc& k, const SchemeRow& s, const std::string& planText) {
     KernelDag kd{k, planText, Dag{}, Layout{}};
     const PlanNode plan = parsePlanFor(planText, k.n);
     const ChirpRow* row = chirpRow(k.n);
     if (plan.kind != PlanNode::Chirp || row == nullptr) throw std::invalid_argument("no chirp form for " + planText);
     kd.dag.splatScale(s.splatMoves);
-    Chirp(kd, *row, pruning).build();
+    Chirp(kd, *row).build();
     return kd;
 }
 

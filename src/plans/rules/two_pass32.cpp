@@ -45,6 +45,18 @@ CVec TwoPassSplit::loadRow(int row, int chunk) {
         mv.e0 = inputElement(row, t0);
         if (t0 + 1 < b_) mv.e1 = inputElement(row, t0 + 1);
         if (mv.e0 < 0 && mv.e1 >= 0) throw std::logic_error("a row's element follows an empty lane");
+        if (mv.e0 == kDataZero) {
+            // Loads of nothing: zero registers that the network cannot see
+            // through, for the real and the imaginary parts at once where
+            // the whole row is such a zero.
+            if (h == 0) {
+                const Ref re = load(Move{});
+                return {re, load(Move{})};
+            }
+            v[nv++] = load(Move{});
+            continue;
+        }
+        if (mv.e1 == kDataZero) mv.e1 = -1;
         if (mv.e0 < 0) break;
         v[nv++] = load(mv);
         if (mv.e1 < 0) break;

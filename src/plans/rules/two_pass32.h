@@ -33,7 +33,9 @@ public:
 
 protected:
     // The source element at row i, lane t of the first pass, or -1 where the
-    // lane holds an exact zero.
+    // lane holds an exact zero, or kDataZero where it holds a zero that the
+    // first pass transforms as data (nothing is read for it).
+    static constexpr int kDataZero = -2;
     virtual int inputElement(int row, int lane) const = 0;
     // A row chunk as loaded, before the first pass.
     virtual CVec beforeFirst(int /*row*/, int /*chunk*/, CVec v) { return v; }
