@@ -298,6 +298,19 @@ void env8Kernels(const Env8* e, T* out, const T* in, I32 inM, I32 inO, I32 o0, I
     }
 }
 
+// The split kernels of a record, reading rows inM apart from column inO on;
+// a record without table or with another rule is refused.
+template <class T>
+Status env8Run(const Env8* e, T* out, const T* in, I32 inM, I32 inO, I32 o, I32 groups) {
+    if (!e->table) return StatusBadRule;
+    switch (e->rule) {
+        case 3: env8Kernels<T, 8>(e, out, in, inM, inO, o, groups); return StatusOk;
+        case 4: env8Kernels<T, 16>(e, out, in, inM, inO, o, groups); return StatusOk;
+        case 5: env8Kernels<T, 32>(e, out, in, inM, inO, o, groups); return StatusOk;
+        default: return StatusBadRule;
+    }
+}
+
 // ---- Last stage -----------------------------------------------------------------
 
 // Columns c of rows 2q (u) and 2q+1 (w) for the nu lanes q = q0 + l: a
@@ -628,13 +641,7 @@ Status Compute<T>::env4_compute(const Env4* e, T* dst, const T* in) {
 
 template <class T>
 Status Compute<T>::env8_compute(const Env8* e, T* out, const T* in, I32 o, I32 groups) {
-    if (!e->table) return StatusBadRule;
-    switch (e->rule) {
-        case 3: env8Kernels<T, 8>(e, out, in, e->M, o, o, groups); return StatusOk;
-        case 4: env8Kernels<T, 16>(e, out, in, e->M, o, o, groups); return StatusOk;
-        case 5: env8Kernels<T, 32>(e, out, in, e->M, o, o, groups); return StatusOk;
-        default: return StatusBadRule;
-    }
+    return env8Run(e, out, in, e->M, o, o, groups);
 }
 
 template <class T>
@@ -672,20 +679,14 @@ Status Compute<T>::env7_compute(const Env7* e, T* out, const T* src, I32 a, I32 
     // output then stays in the cache, where rows M apart would compete for
     // the same few cache sets; at the top level the two layouts coincide.
     const I32 cols = VecOf<T>::type::lanes * groups;
-    if (e9->rule >= 1 && e9->rule <= 6 && e8->table && e8->rule >= 3 && e8->rule <= 5 &&
-        e9->outStride == e9->mp * e9->M && e8->M == e9->M && cols <= e9->M) {
+    if (e9->rule >= 1 && e9->rule <= 6 && e9->outStride == e9->mp * e9->M && e8->M == e9->M && cols <= e9->M) {
         const HGroupFn<T> fn = HTable<T>::fn[e9->rule];
         const bool stream = streamed<T>(e->L * cols);
         for (I32 j = 0; j < e9->mp; ++j) {
             const I32 aj = a + j * e9->S, bj = b - 2 * j * e9->S;
             fn(buf, e9->mp * cols, src, aj, aj + bj, e9->pointStride, j * cols, groups, stream);
         }
-        switch (e8->rule) {
-            case 3: env8Kernels<T, 8>(e8, out, buf, cols, 0, o, groups); break;
-            case 4: env8Kernels<T, 16>(e8, out, buf, cols, 0, o, groups); break;
-            default: env8Kernels<T, 32>(e8, out, buf, cols, 0, o, groups); break;
-        }
-        return StatusOk;
+        return env8Run(e8, out, buf, cols, 0, o, groups);
     }
     if (const Status st = env9_compute(e9, buf, src, a, b, o, groups); st != StatusOk) return st;
     return env8_compute(e8, out, buf, o, groups);
