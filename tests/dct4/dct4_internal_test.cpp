@@ -289,6 +289,28 @@ TYPED_TEST(Dct4Plan, DamagedTreeIsRefused) {
     EXPECT_NE(y[0], T(3));
 }
 
+// From 512 KiB of data on, compute runs the top level's split and the
+// synthesis fused, a block of rows at a time. The output has the bits of the
+// two passes run one after the other through the records' own operations.
+TYPED_TEST(Dct4Plan, FusedLastStagesGiveTheBitsOfTheTwoPasses) {
+    using T = TypeParam;
+    for (std::int32_t N : {1 << 16, 1 << 17, 1 << 18}) {
+        Plan<T> p(N);
+        ASSERT_EQ(p.status, StatusOk);
+        auto* e3 = static_cast<Env3*>(EnvList_get(p.root->firstStage, 0));
+        auto* e5 = static_cast<Env5*>(EnvList_get(e3->stage, 0));
+        auto* e2 = static_cast<Env2*>(EnvList_get(p.root->lastStage, 0));
+        auto* e4 = static_cast<Env4*>(EnvList_get(e2->stage, 0));
+        const std::vector<T> x = qrbtest::randomReals<T>(N, 17);
+        std::vector<T> fused(N), passes(N);
+        ASSERT_EQ(publicCompute(x, fused, p.root), StatusOk);
+        T* buf = static_cast<T*>(p.root->buffer);
+        ASSERT_EQ(Ops<T>::env5_compute(e5, buf, x.data()), StatusOk);
+        ASSERT_EQ(Ops<T>::env4_compute(e4, passes.data(), buf), StatusOk);
+        ASSERT_EQ(std::memcmp(fused.data(), passes.data(), sizeof(T) * static_cast<std::size_t>(N)), 0) << N;
+    }
+}
+
 #ifdef QRBGEN_HAVE_QUADMATH
 // The tables' sine and cosine: the angle is x times the double nearest to pi,
 // rounded once to the element type, and its sine and cosine are the values
