@@ -125,7 +125,7 @@ protected:
 
 private:
     const int p_, L_;
-    const int dataEnd_;  // rows from here on are left out of the first transform
+    const int dataEnd_;  // elements from here on are left out of the first transform
     std::vector<Complex> chirp_, G_;
 };
 
