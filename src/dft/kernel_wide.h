@@ -74,5 +74,45 @@ QRBG_WIDE_INLINE void stHi(float* p, __m128 v) { _mm_storeh_pi(reinterpret_cast<
 QRBG_WIDE_INLINE __m128d zero16d() { return _mm_setzero_pd(); }
 QRBG_WIDE_INLINE __m128 zero16f() { return _mm_setzero_ps(); }
 
+// ---- Scalar values side by side ------------------------------------------------
+// The packed form of the scalar kernels (the real and Hartley families):
+// P values of the scalar network per register, one per lane, each lane
+// running exactly the operation the scalar kernel runs on that value.
+// Doubles live in D (P lanes), singles in S (P lanes or more; the lanes
+// beyond P hold copies of no interest). The arithmetic is written with the
+// vector operators, one IEEE operation per lane; the widths add what needs
+// the instruction set (broadcast, widening, rounding to single).
+template <class Types, int P>
+struct LanesBase {
+    // Through a struct, so that the register types keep their attributes.
+    using S = typename Types::S;
+    using D = typename Types::D;
+    static constexpr int kSlots = P;
+
+    // P elements from anywhere (the lanes past P of a single register are
+    // zero); the widths load P neighbouring elements in one move (loadS,
+    // loadD, storeS, storeD).
+    template <class... T>
+    static QRBG_WIDE_INLINE S setS(T... v) { return S{v...}; }
+    template <class... T>
+    static QRBG_WIDE_INLINE D setD(T... v) { return D{v...}; }
+
+    // A row of constants from an aligned pool.
+    static QRBG_WIDE_INLINE S kS(const float* k) { return *reinterpret_cast<const S*>(k); }
+    static QRBG_WIDE_INLINE D kD(const double* k) { return *reinterpret_cast<const D*>(k); }
+
+    // Lanes from two registers, by index into both (the first's lanes first).
+    template <int... I>
+    static QRBG_WIDE_INLINE S gS(S a, S b) { return __builtin_shufflevector(a, b, I...); }
+    template <int... I>
+    static QRBG_WIDE_INLINE D gD(D a, D b) { return __builtin_shufflevector(a, b, I...); }
+
+    // One lane to one element.
+    template <int l>
+    static QRBG_WIDE_INLINE void stS(float* p, S v) { st1(p, static_cast<float>(v[l])); }
+    template <int l>
+    static QRBG_WIDE_INLINE void stD(double* p, D v) { st1(p, static_cast<double>(v[l])); }
+};
+
 }  // namespace
 }  // namespace qrbg::wide

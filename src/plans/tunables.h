@@ -91,6 +91,16 @@ struct Packing {
     const char* type32;
 };
 
+// The scalar kernels (real and Hartley) pack values of their network side
+// by side, one per lane: `slots` values per register, singles in registers
+// of `singleLanes` lanes.
+struct LanePacking {
+    int slots;  // 0 ends the list
+    const char* type64;
+    const char* type32;
+    int singleLanes;
+};
+
 struct VariantRow {
     const char* name;
     const char* features[2];  // all required; null for none
@@ -98,6 +108,7 @@ struct VariantRow {
     Packing packings[3];
     double maxShare;
     int registers;  // vector registers the compiler has for the variant
+    LanePacking lanes[3];
 };
 
 // Bytes the vector units of the target processors handle in one pass: an
@@ -116,6 +127,13 @@ inline constexpr int kDatapathBytes = 32;
 // kDatapathBytes to 64 on processors with full-width AVX-512 units.
 inline constexpr double kGatherCost = 2.0;
 
+// The stack a packing of a scalar kernel may be expected to take (values
+// live at once beyond the registers): past it the kernel stays one value
+// per register. The estimate is rough (the compilers' frames came to
+// between half and 1.3 times it), so it is held to half the stack limit of
+// every kernel.
+inline constexpr int kLaneSpillBytes = 512;
+
 inline constexpr VariantRow kVariants[] = {
     // 32-byte registers, VEX encoded, or the 16-byte operations in the same
     // encoding where two slots do not pay.
@@ -124,7 +142,9 @@ inline constexpr VariantRow kVariants[] = {
      32,
      {{1, "qrbg::wide::Vex128F64", "qrbg::wide::Vex128F32"}, {2, "qrbg::wide::Avx2F64", "qrbg::wide::Avx2F32"}},
      0.95,
-     16},
+     16,
+     {{2, "qrbg::wide::LanesF64x2", "qrbg::wide::LanesF32x2", 4},
+      {4, "qrbg::wide::LanesF64x4", "qrbg::wide::LanesF32x4", 4}}},
     // 64-byte registers where the kernel's rows are long enough to pay, and
     // otherwise narrower ones in the 32 registers of AVX-512 (which takes
     // its VL extension).
@@ -135,7 +155,10 @@ inline constexpr VariantRow kVariants[] = {
       {2, "qrbg::wide::Avx2F64", "qrbg::wide::Avx2F32"},
       {4, "qrbg::wide::Avx512F64", "qrbg::wide::Avx512F32"}},
      0.95,
-     32},
+     32,
+     {{2, "qrbg::wide::LanesF64x2", "qrbg::wide::LanesF32x2", 4},
+      {4, "qrbg::wide::LanesF64x4", "qrbg::wide::LanesF32x4", 4},
+      {8, "qrbg::wide::LanesF64x8", "qrbg::wide::LanesF32x8", 8}}},
 };
 
 }  // namespace qrbgen::plans

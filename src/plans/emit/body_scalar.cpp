@@ -15,22 +15,16 @@
 #include "emit/schedule.h"
 
 namespace qrbgen::plans {
-namespace {
-
-// The single constants of a kernel beside its scale: the doubling 2.0 of
-// the inverse real kernels.
-std::vector<double> singleConstants(const KernelDesc& k) {
+std::vector<double> singleConstantsOf(const KernelDesc& k) {
     if (k.kind == Kind::CCSToR || k.kind == Kind::PackToR || k.kind == Kind::PermToR) return {2.0};
     return {};
 }
-
-}  // namespace
 
 BodyInfo printScalar(const KernelDag& k, const SchemeRow& s, const std::string& helpers) {
     const Dag& d = k.dag;
     const bool single = isSingle(k.desc.type);
     const std::string real = realCType(k.desc.type);
-    const std::vector<double> singles = singleConstants(k.desc);
+    const std::vector<double> singles = singleConstantsOf(k.desc);
     const PrecisionPlan p = single ? analysePrecision(d, singles) : PrecisionPlan{};
     auto v = valueName;
     auto isSingleConst = [&](int id) {

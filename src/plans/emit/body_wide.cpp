@@ -34,7 +34,7 @@ public:
             if (p.node < 0) throw std::logic_error("an output without a place in the wide program");
             stores[p.node].push_back(o);
         }
-        for (int i : order()) {
+        for (int i : wideOrder(d_, w_, registers_)) {
             const WideNode& n = w_.nodes[static_cast<std::size_t>(i)];
             body << "    const auto " << wv(i) << " = " << expr(n) << ";\n";
             auto it = stores.find(i);
@@ -58,30 +58,6 @@ public:
     }
 
 private:
-    // The order of the wide operations: the list schedule of the 16-byte
-    // kernels (emit/schedule.h) for the variant's registers, each pack
-    // placed by the earliest DAG node it computes; loads and gathers wait
-    // until nothing else is ready, so that each sits right before its first
-    // use.
-    std::vector<int> order() const {
-        const std::size_t n = w_.nodes.size();
-        ListGraph g;
-        g.operands.resize(n);
-        g.key.resize(n);
-        g.late.resize(n);
-        for (std::size_t i = 0; i < n; ++i) {
-            const WideNode& w = w_.nodes[i];
-            for (int o : {w.a, w.b})
-                if (o >= 0 && (g.operands[i].empty() || g.operands[i][0] != o)) g.operands[i].push_back(o);
-            int first = 1 << 30;
-            for (int b : w.base)
-                if (b >= 0) first = std::min(first, b);
-            g.key[i] = first >= d_.outputSide() ? first - (1LL << 40) : first;
-            g.late[i] = w.kind != WideNode::Apply;
-        }
-        return listOrder(g, {registers_});
-    }
-
     std::string pool() const { return "kW_" + baseName(k_.desc); }
     // The register type, by a name of the kernel's own (one source holds
     // several kernels).
@@ -248,6 +224,29 @@ private:
 };
 
 }  // namespace
+
+// The order of the wide operations: the list schedule of the 16-byte
+// kernels for the variant's registers, each pack placed by the earliest DAG
+// node it computes; loads and gathers wait until nothing else is ready, so
+// that each sits right before its first use.
+std::vector<int> wideOrder(const Dag& d, const WideProgram& w, int registers) {
+    const std::size_t n = w.nodes.size();
+    ListGraph g;
+    g.operands.resize(n);
+    g.key.resize(n);
+    g.late.resize(n);
+    for (std::size_t i = 0; i < n; ++i) {
+        const WideNode& x = w.nodes[i];
+        for (int o : {x.a, x.b})
+            if (o >= 0 && (g.operands[i].empty() || g.operands[i][0] != o)) g.operands[i].push_back(o);
+        int first = 1 << 30;
+        for (int b : x.base)
+            if (b >= 0) first = std::min(first, b);
+        g.key[i] = first >= d.outputSide() ? first - (1LL << 40) : first;
+        g.late[i] = x.kind != WideNode::Apply;
+    }
+    return listOrder(g, {registers});
+}
 
 BodyInfo printWide(const KernelDag& k, const WideProgram& w, const std::string& type, int align, int registers) {
     return WidePrinter(k, w, type, align, registers).print();

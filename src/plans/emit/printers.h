@@ -2,6 +2,7 @@
 // that every kernel shares.
 #pragma once
 #include <string>
+#include <vector>
 
 #include "ir/pack.h"
 #include "rules/kernel.h"
@@ -22,6 +23,28 @@ BodyInfo printPair64(const KernelDag& k);
 BodyInfo printSplit32(const KernelDag& k);
 // `helpers` is the namespace of the single-element moves.
 BodyInfo printScalar(const KernelDag& k, const SchemeRow& s, const std::string& helpers = "qrbg");
+
+// The single constants of a 32f kernel beside its scale (the doubling 2.0
+// of the inverse real kernels); every other network constant is a double.
+std::vector<double> singleConstantsOf(const KernelDesc& k);
+
+// A scalar kernel (real and Hartley families) packed P values per register
+// (ir/pack.h), printed as operations of the lane type `type` (from the
+// instruction set's header) whose single registers hold `singleLanes`
+// lanes; `packed` is the packing of the kernel's DAG, made with
+// lanePackClasses for a 32f kernel.
+BodyInfo printLanes(const KernelDag& k, const WideProgram& packed, const std::string& type, int singleLanes,
+                    int registers);
+// The stack a packed program is likely to need: the values live at once
+// beyond the registers, each of `registerBytes`.
+int laneSpillBytes(const Dag& d, const WideProgram& w, int registers, int registerBytes);
+// The classes under which a scalar kernel's values may share a register:
+// for 32f, values whose operations and operands agree in precision.
+std::vector<int> lanePackClasses(const KernelDag& k);
+
+// The order in which a packed program is printed: the list schedule of the
+// 16-byte kernels (emit/schedule.h) for `registers` registers.
+std::vector<int> wideOrder(const Dag& d, const WideProgram& w, int registers);
 
 // A packed kernel as operations of the wide register type `type` (from the
 // instruction set's header), its constant rows aligned to `align` bytes,

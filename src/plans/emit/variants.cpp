@@ -19,6 +19,16 @@ double cost(const WideProgram::Stats& s, int slots) {
     return s.applies * passes + s.gathers * kGatherCost;
 }
 
+// The cost of a scalar kernel packed into `slots` lanes: its operations,
+// each counted as many times as the data path passes over its double
+// register, and its gathers.
+double laneCost(const KernelDag& k, const WideProgram::Stats& s, int slots) {
+    (void)k;
+    if (slots == 1) return s.applies;
+    const int passes = (8 * slots + kDatapathBytes - 1) / kDatapathBytes;
+    return s.applies * passes + s.gathers * kGatherCost;
+}
+
 }  // namespace
 
 std::vector<VariantBuild> buildVariants(const KernelDag& k, const SchemeRow& s) {
@@ -30,10 +40,34 @@ std::vector<VariantBuild> buildVariants(const KernelDag& k, const SchemeRow& s) 
         VariantBuild v{&row, 1, {}, {}};
         BodyInfo body;
         if (scalar) {
-            // Scalar kernels have nothing to pack: the same operations in
-            // the variant's encoding.
+            // The scalar network in the variant's encoding, or its values
+            // side by side in lanes where that pays (the real and Hartley
+            // kernels).
             v.stats = packDag(k.dag, 1).stats();
-            body = printScalar(k, s, "qrbg::wide");
+            const LanePacking* chosen = nullptr;
+            WideProgram used;
+            if (s.id != SchemeId::Scalar32fc) {
+                const std::vector<int> classes = lanePackClasses(k);
+                double usedCost = laneCost(k, v.stats, 1);
+                for (const LanePacking& p : row.lanes) {
+                    if (p.slots == 0) break;
+                    WideProgram w = packDag(k.dag, p.slots, classes);
+                    const double c = laneCost(k, w.stats(), p.slots);
+                    if (c <= row.maxShare * usedCost &&
+                        laneSpillBytes(k.dag, w, row.registers, 8 * p.slots) <= kLaneSpillBytes) {
+                        chosen = &p;
+                        used = std::move(w);
+                        usedCost = c;
+                    }
+                }
+            }
+            if (chosen != nullptr) {
+                v.slots = chosen->slots;
+                v.stats = used.stats();
+                body = printLanes(k, used, single ? chosen->type32 : chosen->type64, chosen->singleLanes, row.registers);
+            } else {
+                body = printScalar(k, s, "qrbg::wide");
+            }
         } else {
             // Packings narrowest first; a wider one replaces the one in hand
             // where it pays.

@@ -107,6 +107,14 @@ public:
         std::vector<int> nodes;  // the nodes made while it was open, those of nested instances included
     };
     int newGroup() { return groups_++; }
+    // `count` new groups at once; returns the first.
+    int newGroups(int count) {
+        const int first = groups_;
+        groups_ += count;
+        return first;
+    }
+    // Declares an instance after the fact, from the nodes it is made of.
+    void addInstance(Instance in) { instances_.push_back(std::move(in)); }
     class InstanceScope {
     public:
         InstanceScope(Dag& d, int group, const std::vector<Ref>& seeds);

@@ -73,7 +73,7 @@ private:
 
 class Packer {
 public:
-    Packer(const Dag& d, int slots) : d_(d), P_(slots) {}
+    Packer(const Dag& d, int slots, const std::vector<int>& classes) : d_(d), P_(slots), classes_(classes) {}
 
     WideProgram run() {
         analyse();
@@ -170,13 +170,14 @@ private:
     std::size_t z(int u) const { return static_cast<std::size_t>(u); }
 
     // What must agree for two values to share a wide operation: the
-    // operation, its lane-move kind, and for a product whether it is the
-    // scale.
+    // operation, its lane-move kind, for a product whether it is the scale,
+    // and the class the caller gave.
     int kind(int u) const {
         const Node& n = node(u);
         const bool scale = n.op == Op::Mul && d_.node(n.a).op != Op::Const;
         const int imm = n.op == Op::Shuf ? n.imm : 0;
-        return static_cast<int>(n.op) * 4096 + imm * 2 + (scale ? 1 : 0);
+        const int cls = classes_.empty() ? 0 : classes_.at(static_cast<std::size_t>(ids_[z(u)]));
+        return (cls * 16 + static_cast<int>(n.op)) * 4096 + imm * 2 + (scale ? 1 : 0);
     }
     bool commutative(int u) const { return node(u).op == Op::Add; }
 
@@ -985,6 +986,7 @@ private:
 
     const Dag& d_;
     const int P_;
+    const std::vector<int>& classes_;  // by DAG node; empty: one class
     std::vector<int> ids_, idx_;  // dense index <-> DAG node
     std::vector<std::vector<int>> ops_, users_;
     std::vector<int> depth_, height_, rankD_, rankH_, byRankD_, byRankH_, outIndex_;
@@ -999,9 +1001,10 @@ private:
 
 }  // namespace
 
-WideProgram packDag(const Dag& d, int slots) {
+WideProgram packDag(const Dag& d, int slots, const std::vector<int>& classes) {
     if (slots < 1) throw std::invalid_argument("packing into fewer than one slot");
-    return Packer(d, slots).run();
+    if (!classes.empty() && classes.size() != d.nodes().size()) throw std::invalid_argument("packing: one class per node");
+    return Packer(d, slots, classes).run();
 }
 
 }  // namespace qrbgen::plans

@@ -67,8 +67,11 @@ struct WideProgram {
     Stats stats() const;
 };
 
-// Packs the live values of d into slots of width P (P >= 1).
-WideProgram packDag(const Dag& d, int slots);
+// Packs the live values of d into slots of width P (P >= 1). Where
+// `classes` is given (one entry per DAG node), only values of the same
+// class share a wide operation: a printer that holds values of one kind
+// of register per class (singles and doubles, say) gets packs of one kind.
+WideProgram packDag(const Dag& d, int slots, const std::vector<int>& classes = {});
 
 // The operations of a DAG node that count as its operands in a wide
 // program: values only (a product's constant or scale is not one).

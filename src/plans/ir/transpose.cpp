@@ -1,5 +1,6 @@
 #include "ir/transpose.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 
@@ -18,9 +19,21 @@ std::vector<Ref> transposeInto(const Dag& src, int inputCount, const std::vector
         back[static_cast<std::size_t>(r.id)].push_back(r.neg ? -v : v);
     }
     std::vector<Ref> out(static_cast<std::size_t>(inputCount), dst.zero());
+    // The nodes of the dual made while node i was replayed: the dual of an
+    // instance of the network (ir/dag.h) is made of those of its nodes.
+    std::vector<std::vector<int>> made(nodes.size());
     for (std::size_t i = nodes.size(); i-- > 0;) {
         auto& in = back[i];
         if (in.empty()) continue;
+        const std::size_t before = dst.nodes().size();
+        struct Made {
+            const Dag& d;
+            std::size_t from;
+            std::vector<int>& into;
+            ~Made() {
+                for (std::size_t j = from; j < d.nodes().size(); ++j) into.push_back(static_cast<int>(j));
+            }
+        } record{dst, before, made[i]};
         // A value used in several places: the sum of what comes back.
         Ref sum = in[0];
         for (std::size_t k = 1; k < in.size(); ++k) sum = dst.add(sum, in[k]);
@@ -59,6 +72,15 @@ std::vector<Ref> transposeInto(const Dag& src, int inputCount, const std::vector
             case Op::Splat:
             case Op::Shuf: throw std::invalid_argument("transpose: not a linear network node");
         }
+    }
+    // The duals of the instances, in groups of their own: alike as the
+    // instances are, each made by the same replay.
+    const int groupBase = dst.newGroups(src.groups());
+    for (const Dag::Instance& in : src.instances()) {
+        Dag::Instance dual{groupBase + in.group, {}, {}};
+        for (int id : in.nodes) dual.nodes.insert(dual.nodes.end(), made[static_cast<std::size_t>(id)].begin(), made[static_cast<std::size_t>(id)].end());
+        std::sort(dual.nodes.begin(), dual.nodes.end());
+        if (!dual.nodes.empty()) dst.addInstance(std::move(dual));
     }
     return out;
 }

@@ -111,6 +111,18 @@ private:
     // both parts are multiplied by the one magnitude first.
     Bin twiddle(Bin z, long e, long M);
 
+    // The values a run of a stage starts from, for declaring it as one
+    // instance of the stage's group (ir/dag.h).
+    static std::vector<Ref> seeds(const std::vector<Ref>& x) { return x; }
+    static std::vector<Ref> seeds(const std::vector<Bin>& z) {
+        std::vector<Ref> s;
+        for (const Bin& b : z) {
+            s.push_back(b.re);
+            s.push_back(b.im);
+        }
+        return s;
+    }
+
     std::vector<Bin> leafR(int p, const std::vector<Ref>& x, int r);
     std::vector<Bin> leafT(int p, const std::vector<Bin>& z, int r);
     std::vector<Bin> goodThomasR(const PlanNode& p, const std::vector<Ref>& x, int r);
@@ -258,23 +270,28 @@ std::vector<Bin> Builder::goodThomasR(const PlanNode& p, const std::vector<Ref>&
     const GoodThomasMap m(p, r);
     const int a = m.a, b = m.b;
     std::vector<std::vector<Bin>> Y(static_cast<std::size_t>(b));
+    const int first = d_.newGroup();
     for (int n2 = 0; n2 < b; ++n2) {
         std::vector<Ref> block(static_cast<std::size_t>(a));
         for (int n1 = 0; n1 < a; ++n1) block[n1] = x[static_cast<std::size_t>(m.in(n1, n2))];
+        Dag::InstanceScope run(d_, first, seeds(block));
         Y[n2] = R(p.kids[0], block, m.ra);
     }
     // Bin 0 of stage a, and bin a/2 for even a, are real: R(b); the others T(b).
     std::vector<std::vector<Bin>> Z(static_cast<std::size_t>(a / 2 + 1));
+    const int realSecond = d_.newGroup(), second = d_.newGroup();
     for (int k = 0; 2 * k <= a; ++k) {
         if (k == 0 || 2 * k == a) {
             std::vector<Ref> col(static_cast<std::size_t>(b));
             for (int n2 = 0; n2 < b; ++n2) col[n2] = Y[n2][k].re;
+            Dag::InstanceScope run(d_, realSecond, seeds(col));
             const std::vector<Bin> h = R(p.kids[1], col, m.rb);
             Z[k].resize(static_cast<std::size_t>(b));
             for (int l = 0; l < b; ++l) Z[k][l] = 2 * l <= b ? h[l] : conj(h[b - l]);
         } else {
             std::vector<Bin> col(static_cast<std::size_t>(b));
             for (int n2 = 0; n2 < b; ++n2) col[n2] = Y[n2][k];
+            Dag::InstanceScope run(d_, second, seeds(col));
             Z[k] = T(p.kids[1], col, m.rb);
         }
     }
@@ -290,15 +307,19 @@ std::vector<Bin> Builder::goodThomasT(const PlanNode& p, const std::vector<Bin>&
     const GoodThomasMap m(p, r);
     const int a = m.a, b = m.b;
     std::vector<std::vector<Bin>> Y(static_cast<std::size_t>(b));
+    const int first = d_.newGroup();
     for (int n2 = 0; n2 < b; ++n2) {
         std::vector<Bin> block(static_cast<std::size_t>(a));
         for (int n1 = 0; n1 < a; ++n1) block[n1] = z[static_cast<std::size_t>(m.in(n1, n2))];
+        Dag::InstanceScope run(d_, first, seeds(block));
         Y[n2] = T(p.kids[0], block, m.ra);
     }
     std::vector<std::vector<Bin>> Z(static_cast<std::size_t>(a));
+    const int second = d_.newGroup();
     for (int k = 0; k < a; ++k) {
         std::vector<Bin> col(static_cast<std::size_t>(b));
         for (int n2 = 0; n2 < b; ++n2) col[n2] = Y[n2][k];
+        Dag::InstanceScope run(d_, second, seeds(col));
         Z[k] = T(p.kids[1], col, m.rb);
     }
     std::vector<Bin> X(static_cast<std::size_t>(p.n));
@@ -408,9 +429,11 @@ std::vector<Bin> Builder::R(const PlanNode& p, const std::vector<Ref>& x, int r)
     // 0 < k1 < a/2 by the twiddle W(n)^(r n2 k1) and T(b); k1 = a/2 by O(b).
     const int a = p.kids[0].n, b = p.kids[1].n;
     std::vector<std::vector<Bin>> F(static_cast<std::size_t>(b));
+    const int first = d_.newGroup();
     for (int n2 = 0; n2 < b; ++n2) {
         std::vector<Ref> col(static_cast<std::size_t>(a));
         for (int n1 = 0; n1 < a; ++n1) col[n1] = x[static_cast<std::size_t>(b * n1 + n2)];
+        Dag::InstanceScope run(d_, first, seeds(col));
         F[n2] = R(p.kids[0], col, r);
     }
     HalfSpectrum H(n);
@@ -420,8 +443,12 @@ std::vector<Bin> Builder::R(const PlanNode& p, const std::vector<Ref>& x, int r)
         const std::vector<Bin> h = R(p.kids[1], col, r);
         for (int k2 = 0; 2 * k2 <= b; ++k2) H.put(a * k2, h[k2]);
     }
+    const int second = d_.newGroup();
     for (int k1 = 1; 2 * k1 < a; ++k1) {
         std::vector<Bin> col(static_cast<std::size_t>(b));
+        std::vector<Bin> start(static_cast<std::size_t>(b));
+        for (int n2 = 0; n2 < b; ++n2) start[n2] = F[n2][k1];
+        Dag::InstanceScope run(d_, second, seeds(start));
         for (int n2 = 0; n2 < b; ++n2) col[n2] = twiddle(F[n2][k1], static_cast<long>(r) * n2 * k1, n);
         const std::vector<Bin> t = T(p.kids[1], col, r);
         for (int k2 = 0; k2 < b; ++k2) H.put(k1 + a * k2, t[k2]);
@@ -447,14 +474,20 @@ std::vector<Bin> Builder::T(const PlanNode& p, const std::vector<Bin>& z, int r)
     if (p.kind != PlanNode::CT) throw std::invalid_argument("no complex-form network of " + p.str());
     const int a = p.kids[0].n, b = p.kids[1].n;
     std::vector<std::vector<Bin>> F(static_cast<std::size_t>(b));
+    const int first = d_.newGroup();
     for (int n2 = 0; n2 < b; ++n2) {
         std::vector<Bin> col(static_cast<std::size_t>(a));
         for (int n1 = 0; n1 < a; ++n1) col[n1] = z[static_cast<std::size_t>(b * n1 + n2)];
+        Dag::InstanceScope run(d_, first, seeds(col));
         F[n2] = T(p.kids[0], col, r);
     }
     std::vector<Bin> X(static_cast<std::size_t>(n));
+    const int second = d_.newGroup();
     for (int k1 = 0; k1 < a; ++k1) {
         std::vector<Bin> col(static_cast<std::size_t>(b));
+        std::vector<Bin> start(static_cast<std::size_t>(b));
+        for (int n2 = 0; n2 < b; ++n2) start[n2] = F[n2][k1];
+        Dag::InstanceScope run(d_, second, seeds(start));
         for (int n2 = 0; n2 < b; ++n2) col[n2] = twiddle(F[n2][k1], static_cast<long>(r) * n2 * k1, n);
         const std::vector<Bin> t = T(p.kids[1], col, r);
         for (int k2 = 0; k2 < b; ++k2) X[k1 + a * k2] = t[k2];
