@@ -430,7 +430,10 @@ private:
                 const int id = j < seeds.size() ? seeds[j] : -1;
                 const int u = id >= 0 ? idx_[static_cast<std::size_t>(id)] : -1;
                 if (u < 0 || placed(u) || std::find(members.begin(), members.end(), u) != members.end()) continue;
-                if (!members.empty() && (kind(u) != kind(members[0]) || dependent(u, members[0]))) continue;
+                if (!members.empty() && kind(u) != kind(members[0])) continue;
+                bool apart = true;
+                for (int m : members) apart = apart && !dependent(u, m);
+                if (!apart) continue;
                 slots[t] = u;
                 members.push_back(u);
             }
