@@ -356,24 +356,29 @@ std::vector<Bin> Builder::threeFactorR(const PlanNode& p, const std::vector<Ref>
     auto realB = [&](int k) { return k == 0 || 2 * k == B; };
     // Y[jb][jc]: stage one on the residues j mod A of residues (jb, jc).
     std::vector<std::vector<std::vector<Bin>>> Y(static_cast<std::size_t>(B), std::vector<std::vector<Bin>>(static_cast<std::size_t>(C)));
+    const int first = d_.newGroup();
     for (int jb = 0; jb < B; ++jb)
         for (int jc = 0; jc < C; ++jc) {
             std::vector<Ref> block(static_cast<std::size_t>(A));
             for (int j = 0; j < N; ++j)
                 if (j % B == jb && j % C == jc) block[j % A] = x[static_cast<std::size_t>(j)];
+            Dag::InstanceScope run(d_, first, seeds(block));
             Y[jb][jc] = runR(0, block);
         }
     std::map<std::pair<int, int>, std::vector<Bin>> W;  // (ka, kb) over jc
+    const int realSecond = d_.newGroup(), second = d_.newGroup();
     for (int ka = 0; 2 * ka <= A; ++ka)
         for (int jc = 0; jc < C; ++jc) {
             std::vector<Bin> out;
             if (realA(ka)) {
                 std::vector<Ref> col(static_cast<std::size_t>(B));
                 for (int jb = 0; jb < B; ++jb) col[jb] = Y[jb][jc][ka].re;
+                Dag::InstanceScope run(d_, realSecond, seeds(col));
                 out = runR(1, col);
             } else {
                 std::vector<Bin> col(static_cast<std::size_t>(B));
                 for (int jb = 0; jb < B; ++jb) col[jb] = Y[jb][jc][ka];
+                Dag::InstanceScope run(d_, second, seeds(col));
                 out = runT(1, col);
             }
             for (int kb = 0; kb < static_cast<int>(out.size()); ++kb) {
@@ -383,14 +388,17 @@ std::vector<Bin> Builder::threeFactorR(const PlanNode& p, const std::vector<Ref>
             }
         }
     std::map<std::tuple<int, int, int>, Bin> V;
+    const int realThird = d_.newGroup(), third = d_.newGroup();
     for (const auto& [key, col] : W) {
         const auto [ka, kb] = key;
         if (realA(ka) && realB(kb)) {
             std::vector<Ref> c(static_cast<std::size_t>(C));
             for (int jc = 0; jc < C; ++jc) c[jc] = col[jc].re;
+            Dag::InstanceScope run(d_, realThird, seeds(c));
             const std::vector<Bin> h = runR(2, c);
             for (int l = 0; 2 * l <= C; ++l) V[{ka, kb, l}] = h[l];
         } else {
+            Dag::InstanceScope run(d_, third, seeds(col));
             const std::vector<Bin> h = runT(2, col);
             for (int l = 0; l < C; ++l) V[{ka, kb, l}] = h[l];
         }
