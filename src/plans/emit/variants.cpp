@@ -6,9 +6,10 @@
 
 namespace qrbgen::plans {
 
-// Every generated kernel: the vector ones packed into wider registers, the
-// scalar ones (the small 32fc kernels, the real and Hartley families) in the
-// three-operand encoding, which needs no register copies.
+// Every generated kernel: the vector ones packed into wider registers; the
+// scalar ones (the real and Hartley families) one value per lane where that
+// pays, and otherwise, like the small 32fc kernels, in the three-operand
+// encoding, which needs no register copies.
 bool hasVariants(const KernelDesc&) { return true; }
 
 namespace {
