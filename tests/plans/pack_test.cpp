@@ -216,7 +216,7 @@ TEST(Packing, SinglePrecisionClassesStayApart) {
 // forward network of 64 points runs most of its operations four at a time.
 // The dual of a network inherits its instances; the inverse and Hartley
 // networks, whose duals sum what comes back from unlike places, pack less
-// tightly but still halve their operations.
+// tightly but still run in less than six tenths of their operations.
 TEST(Packing, RealSplitsRunSideBySide) {
     for (Kind kind : {Kind::RToCCS, Kind::CCSToR, Kind::Hartley}) {
         const KernelDesc k{kind, Type::F64, 64, false};
@@ -227,7 +227,7 @@ TEST(Packing, RealSplitsRunSideBySide) {
             EXPECT_GT(static_cast<double>(s.baseOps) / (4.0 * s.applies), 0.75);
             EXPECT_LT(s.applies, s.baseOps * 4 / 10);
         } else {
-            EXPECT_LT(s.applies, s.baseOps * 55 / 100) << kernelName(k);
+            EXPECT_LT(s.applies, s.baseOps * 6 / 10) << kernelName(k);
         }
     }
 }

@@ -80,6 +80,17 @@ std::vector<Ref> transposeInto(const Dag& src, int inputCount, const std::vector
         Dag::Instance dual{groupBase + in.group, {}, {}};
         for (int id : in.nodes) dual.nodes.insert(dual.nodes.end(), made[static_cast<std::size_t>(id)].begin(), made[static_cast<std::size_t>(id)].end());
         std::sort(dual.nodes.begin(), dual.nodes.end());
+        // It starts from the values it takes from outside, in the order
+        // first taken: alike instances take theirs in the same order.
+        for (int id : dual.nodes) {
+            const Node& n = dst.node(id);
+            for (int o : {n.a, n.b}) {
+                if (o < 0 || std::binary_search(dual.nodes.begin(), dual.nodes.end(), o)) continue;
+                const Op op = dst.node(o).op;
+                if (op == Op::Const || op == Op::Scale || op == Op::Splat) continue;
+                if (std::find(dual.seeds.begin(), dual.seeds.end(), o) == dual.seeds.end()) dual.seeds.push_back(o);
+            }
+        }
         if (!dual.nodes.empty()) dst.addInstance(std::move(dual));
     }
     return out;
