@@ -130,9 +130,9 @@ inline constexpr double kGatherCost = 2.0;
 // The stack a packing of a scalar kernel may be expected to take (values
 // live at once beyond the registers): past it the kernel stays one value
 // per register. The estimate is rough (the compilers' frames came to
-// between half and 1.3 times it), so it is held to half the stack limit of
-// every kernel.
-inline constexpr int kLaneSpillBytes = 512;
+// between half and 1.3 times it), so it is held well under the stack limit
+// of every kernel.
+inline constexpr int kLaneSpillBytes = 640;
 
 inline constexpr VariantRow kVariants[] = {
     // 32-byte registers, VEX encoded, or the 16-byte operations in the same
