@@ -708,6 +708,24 @@ private:
     // The slot assignment of a group with the fewest gathers for its
     // operands, then with each member in the slot of its operands.
     std::vector<int> assignSlots(std::vector<int> members) const {
+        // Past four slots the permutations are too many to try: each member
+        // takes the slot of its operands where that is free, the others the
+        // free slots in order.
+        if (P_ > 4) {
+            std::vector<int> slots(static_cast<std::size_t>(P_), -1);
+            std::vector<int> rest;
+            for (int m : members) {
+                const int want = preferredSlot(m);
+                if (want >= 0 && slots[static_cast<std::size_t>(want)] < 0) slots[static_cast<std::size_t>(want)] = m;
+                else rest.push_back(m);
+            }
+            std::size_t s = 0;
+            for (int m : rest) {
+                while (slots[s] >= 0) ++s;
+                slots[s] = m;
+            }
+            return slots;
+        }
         std::vector<int> perm(static_cast<std::size_t>(P_));
         for (int i = 0; i < P_; ++i) perm[static_cast<std::size_t>(i)] = i;
         members.resize(static_cast<std::size_t>(P_), -1);
