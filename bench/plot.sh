@@ -31,7 +31,8 @@ python3 - "$run" "$data" <<'PY'
 import json, sys
 run, outdir = sys.argv[1], sys.argv[2]
 forms = ["sse2", "avx2", "avx512"]
-peers = {"dft": "FFTW", "dct4": "FFTW REDFT11", "wht": "plain loop", "DFT": "FFTW r2c", "Hartley": "FFTW r2r DHT"}
+peers = {"dft": "FFTW", "dct4": "FFTW REDFT11", "wht": "plain loop", "DFTFwd": "FFTW r2c", "DFTInv": "FFTW c2r",
+         "Hartley": "FFTW r2r DHT"}
 best = {}
 for b in json.load(open(run))["benchmarks"]:
     if b.get("run_type") != "iteration" or b.get("error_occurred"):
@@ -97,7 +98,7 @@ rows=$(((count + cols - 1) / cols))
       echo "set format y '%g'"
       echo "set xrange [1:65]"
     fi
-    echo "set title '$f'"
+    echo "set title '$f' noenhanced"
     plot="plot"
     last=$((${#names[@]} - 1))
     for i in "${!names[@]}"; do
