@@ -9,6 +9,7 @@
 // class together (lanePackClasses), so that a register holds one kind.
 #include <algorithm>
 #include <map>
+#include <set>
 #include <sstream>
 #include <stdexcept>
 
@@ -138,10 +139,8 @@ private:
     std::string asDouble(int wide) {
         if (rep_[static_cast<std::size_t>(wide)] == 'D') return wv(wide);
         const std::string name = "d" + std::to_string(wide);
-        if (!widened_.count(wide)) {
+        if (widened_.insert(wide).second)
             body_ << "    const auto " << name << " = " << L() << "widen(" << wv(wide) << ");\n";
-            widened_.insert({wide, true});
-        }
         return name;
     }
 
@@ -253,7 +252,7 @@ private:
     const bool single_;
     const PrecisionPlan p_;
     std::vector<char> rep_;  // by wide node: 'S' single register, 'D' double register
-    std::map<int, bool> widened_;
+    std::set<int> widened_;  // the single registers widened so far
     std::vector<std::vector<double>> rowsD_, rowsS_;
     std::ostringstream body_;
     bool usesScaleD_ = false;

@@ -23,8 +23,7 @@ double cost(const WideProgram::Stats& s, int slots) {
 // The cost of a scalar kernel packed into `slots` lanes: its operations,
 // each counted as many times as the data path passes over its double
 // register, and its gathers.
-double laneCost(const KernelDag& k, const WideProgram::Stats& s, int slots) {
-    (void)k;
+double laneCost(const WideProgram::Stats& s, int slots) {
     if (slots == 1) return s.applies;
     const int passes = (8 * slots + kDatapathBytes - 1) / kDatapathBytes;
     return s.applies * passes + s.gathers * kGatherCost;
@@ -49,11 +48,11 @@ std::vector<VariantBuild> buildVariants(const KernelDag& k, const SchemeRow& s) 
             WideProgram used;
             if (s.id != SchemeId::Scalar32fc) {
                 const std::vector<int> classes = lanePackClasses(k);
-                double usedCost = laneCost(k, v.stats, 1);
+                double usedCost = laneCost(v.stats, 1);
                 for (const LanePacking& p : row.lanes) {
                     if (p.slots == 0) break;
                     WideProgram w = packDag(k.dag, p.slots, classes);
-                    const double c = laneCost(k, w.stats(), p.slots);
+                    const double c = laneCost(w.stats(), p.slots);
                     if (c <= row.maxShare * usedCost &&
                         laneSpillBytes(k.dag, w, row.registers, 8 * p.slots) <= kLaneSpillBytes) {
                         chosen = &p;
