@@ -136,24 +136,22 @@ struct Lanes32 {
     using S = __m128;
     using D = __m256d;
 };
-struct LanesF64x2 : LanesBase<Lanes16, 2> {
+// Doubles, singles and the conversions between them, for the 64f kernels
+// (which use D alone) and the 32f ones alike.
+struct Lanes2 : LanesBase<Lanes16, 2> {
     static QRBG_WIDE_INLINE D splatD(double s) { return _mm_set1_pd(s); }
     static QRBG_WIDE_INLINE D loadD(const double* p) { return _mm_loadu_pd(p); }
     static QRBG_WIDE_INLINE void storeD(double* p, D v) { _mm_storeu_pd(p, v); }
-};
-struct LanesF64x4 : LanesBase<Lanes32, 4> {
-    static QRBG_WIDE_INLINE D splatD(double s) { return _mm256_set1_pd(s); }
-    static QRBG_WIDE_INLINE D loadD(const double* p) { return _mm256_loadu_pd(p); }
-    static QRBG_WIDE_INLINE void storeD(double* p, D v) { _mm256_storeu_pd(p, v); }
-};
-struct LanesF32x2 : LanesBase<Lanes16, 2> {
     static QRBG_WIDE_INLINE S splatS(float s) { return _mm_set1_ps(s); }
     static QRBG_WIDE_INLINE S loadS(const float* p) { return ldHalves(p); }
     static QRBG_WIDE_INLINE void storeS(float* p, S v) { stLo(p, v); }
     static QRBG_WIDE_INLINE D widen(S v) { return _mm_cvtps_pd(v); }
     static QRBG_WIDE_INLINE S narrow(D v) { return _mm_cvtpd_ps(v); }
 };
-struct LanesF32x4 : LanesBase<Lanes32, 4> {
+struct Lanes4 : LanesBase<Lanes32, 4> {
+    static QRBG_WIDE_INLINE D splatD(double s) { return _mm256_set1_pd(s); }
+    static QRBG_WIDE_INLINE D loadD(const double* p) { return _mm256_loadu_pd(p); }
+    static QRBG_WIDE_INLINE void storeD(double* p, D v) { _mm256_storeu_pd(p, v); }
     static QRBG_WIDE_INLINE S splatS(float s) { return _mm_set1_ps(s); }
     static QRBG_WIDE_INLINE S loadS(const float* p) { return _mm_loadu_ps(p); }
     static QRBG_WIDE_INLINE void storeS(float* p, S v) { _mm_storeu_ps(p, v); }

@@ -158,12 +158,10 @@ struct Lanes64 {
     using S = __m256;
     using D = __m512d;
 };
-struct LanesF64x8 : LanesBase<Lanes64, 8> {
+struct Lanes8 : LanesBase<Lanes64, 8> {
     static QRBG_WIDE_INLINE D splatD(double s) { return _mm512_set1_pd(s); }
     static QRBG_WIDE_INLINE D loadD(const double* p) { return _mm512_loadu_pd(p); }
     static QRBG_WIDE_INLINE void storeD(double* p, D v) { _mm512_storeu_pd(p, v); }
-};
-struct LanesF32x8 : LanesBase<Lanes64, 8> {
     static QRBG_WIDE_INLINE S splatS(float s) { return _mm256_set1_ps(s); }
     static QRBG_WIDE_INLINE S loadS(const float* p) { return _mm256_loadu_ps(p); }
     static QRBG_WIDE_INLINE void storeS(float* p, S v) { _mm256_storeu_ps(p, v); }

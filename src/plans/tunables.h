@@ -92,12 +92,11 @@ struct Packing {
 };
 
 // The scalar kernels (real and Hartley) pack values of their network side
-// by side, one per lane: `slots` values per register, singles in registers
-// of `singleLanes` lanes.
+// by side, one per lane: `slots` values per register of the lane type
+// `type`, whose singles sit in registers of `singleLanes` lanes.
 struct LanePacking {
     int slots;  // 0 ends the list
-    const char* type64;
-    const char* type32;
+    const char* type;
     int singleLanes;
 };
 
@@ -143,8 +142,7 @@ inline constexpr VariantRow kVariants[] = {
      {{1, "qrbg::wide::Vex128F64", "qrbg::wide::Vex128F32"}, {2, "qrbg::wide::Avx2F64", "qrbg::wide::Avx2F32"}},
      0.95,
      16,
-     {{2, "qrbg::wide::LanesF64x2", "qrbg::wide::LanesF32x2", 4},
-      {4, "qrbg::wide::LanesF64x4", "qrbg::wide::LanesF32x4", 4}}},
+     {{2, "qrbg::wide::Lanes2", 4}, {4, "qrbg::wide::Lanes4", 4}}},
     // 64-byte registers where the kernel's rows are long enough to pay, and
     // otherwise narrower ones in the 32 registers of AVX-512 (which takes
     // its VL extension).
@@ -156,9 +154,7 @@ inline constexpr VariantRow kVariants[] = {
       {4, "qrbg::wide::Avx512F64", "qrbg::wide::Avx512F32"}},
      0.95,
      32,
-     {{2, "qrbg::wide::LanesF64x2", "qrbg::wide::LanesF32x2", 4},
-      {4, "qrbg::wide::LanesF64x4", "qrbg::wide::LanesF32x4", 4},
-      {8, "qrbg::wide::LanesF64x8", "qrbg::wide::LanesF32x8", 8}}},
+     {{2, "qrbg::wide::Lanes2", 4}, {4, "qrbg::wide::Lanes4", 4}, {8, "qrbg::wide::Lanes8", 8}}},
 };
 
 }  // namespace qrbgen::plans

@@ -64,7 +64,7 @@ std::vector<VariantBuild> buildVariants(const KernelDag& k, const SchemeRow& s) 
             if (chosen != nullptr) {
                 v.slots = chosen->slots;
                 v.stats = used.stats();
-                body = printLanes(k, used, single ? chosen->type32 : chosen->type64, chosen->singleLanes, row.registers);
+                body = printLanes(k, used, chosen->type, chosen->singleLanes, row.registers);
             } else {
                 body = printScalar(k, s, "qrbg::wide");
             }
