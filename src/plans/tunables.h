@@ -98,6 +98,7 @@ struct LanePacking {
     int slots;  // 0 ends the list
     const char* type;
     int singleLanes;
+    double gatherCost;  // a gather against one operation (see kGatherCost)
 };
 
 struct VariantRow {
@@ -126,12 +127,31 @@ inline constexpr int kDatapathBytes = 32;
 // kDatapathBytes to 64 on processors with full-width AVX-512 units.
 inline constexpr double kGatherCost = 2.0;
 
+// A conversion between single and double registers in a 32f kernel (a
+// widening of singles or a rounding of doubles), against one operation of
+// the one-value kernel, by the lanes it converts. On AMD Zen 4 conversions
+// take the adders' pipes: one lane or two cost as much as an addition, four
+// lanes (32-byte doubles) 1.5 additions, eight lanes 2.6 (measured, stream
+// of independent conversions).
+inline constexpr double conversionCost(int slots) { return slots <= 2 ? 1.0 : slots == 4 ? 1.5 : 2.6; }
+
+// A gather of a two-lane packing of a scalar kernel moves doubles within
+// 16 bytes (unpcklpd, shufpd, blendpd: one cycle on any shuffle pipe), and
+// costs about one operation. Measured on AMD Zen 4 against kGatherCost for
+// every width: the 123 kernels that then take two lanes ran 6 to 12 %
+// faster (geometric means per family), a few short ones up to 20 % slower;
+// 0.5 or 1.5 for four lanes made them slower again.
+inline constexpr double kLaneGatherCost2 = 1.0;
+
 // The stack a packing of a scalar kernel may be expected to take (values
-// live at once beyond the registers): past it the kernel stays one value
-// per register. The estimate is rough (the compilers' frames came to
-// between half and 1.3 times it), so it is held well under the stack limit
-// of every kernel.
-inline constexpr int kLaneSpillBytes = 640;
+// live at once beyond the registers, as laneSpillBytes counts them): past
+// it the kernel stays one value per register. The estimate is rough: over
+// all packings the compiler's frames (GCC) came to between a tenth and 1.3
+// times it, so each limit is the largest that kept every frame below
+// 1000 bytes, and the stack test holds them under 1 KB. 32f kernels hold
+// more values beside those the estimate sees, hence their lower limit.
+inline constexpr int kLaneSpillBytes64 = 900;
+inline constexpr int kLaneSpillBytes32 = 800;
 
 inline constexpr VariantRow kVariants[] = {
     // 32-byte registers, VEX encoded, or the 16-byte operations in the same
@@ -142,7 +162,7 @@ inline constexpr VariantRow kVariants[] = {
      {{1, "qrbg::wide::Vex128F64", "qrbg::wide::Vex128F32"}, {2, "qrbg::wide::Avx2F64", "qrbg::wide::Avx2F32"}},
      0.95,
      16,
-     {{2, "qrbg::wide::Lanes2", 4}, {4, "qrbg::wide::Lanes4", 4}}},
+     {{2, "qrbg::wide::Lanes2", 4, kLaneGatherCost2}, {4, "qrbg::wide::Lanes4", 4, kGatherCost}}},
     // 64-byte registers where the kernel's rows are long enough to pay, and
     // otherwise narrower ones in the 32 registers of AVX-512 (which takes
     // its VL extension).
@@ -154,7 +174,9 @@ inline constexpr VariantRow kVariants[] = {
       {4, "qrbg::wide::Avx512F64", "qrbg::wide::Avx512F32"}},
      0.95,
      32,
-     {{2, "qrbg::wide::Lanes2", 4}, {4, "qrbg::wide::Lanes4", 4}, {8, "qrbg::wide::Lanes8", 8}}},
+     {{2, "qrbg::wide::Lanes2", 4, kLaneGatherCost2},
+      {4, "qrbg::wide::Lanes4", 4, kGatherCost},
+      {8, "qrbg::wide::Lanes8", 8, kGatherCost}}},
 };
 
 }  // namespace qrbgen::plans

@@ -70,6 +70,9 @@ public:
         return {o.str(), 0};
     }
 
+    // Widenings and roundings between single and double registers.
+    int conversions() const { return conversions_; }
+
 private:
     static std::string wv(int id) { return "w" + std::to_string(id); }
     std::string alias() const { return "L_" + baseName(k_.desc); }
@@ -139,8 +142,10 @@ private:
     std::string asDouble(int wide) {
         if (rep_[static_cast<std::size_t>(wide)] == 'D') return wv(wide);
         const std::string name = "d" + std::to_string(wide);
-        if (widened_.insert(wide).second)
+        if (widened_.insert(wide).second) {
             body_ << "    const auto " << name << " = " << L() << "widen(" << wv(wide) << ");\n";
+            ++conversions_;
+        }
         return name;
     }
 
@@ -196,6 +201,7 @@ private:
         }
         if (p_.rounded[i]) {
             r = 'S';
+            ++conversions_;
             return L() + "narrow" + e;
         }
         r = 'D';
@@ -212,8 +218,10 @@ private:
             if (!d_.outputs()[i].neg || !negated.empty()) continue;
             negated = "n" + std::to_string(id);
             if (!single_) body_ << "    const auto " << negated << " = " << alias() << "::D{} - " << plain << ";\n";
-            else if (r == 'D' || p_.negDbl.at(i))
+            else if (r == 'D' || p_.negDbl.at(i)) {
                 body_ << "    const auto " << negated << " = " << L() << "narrow(" << alias() << "::D{} - " << asDouble(id) << ");\n";
+                ++conversions_;
+            }
             else body_ << "    const auto " << negated << " = " << alias() << "::S{} - " << plain << ";\n";
         }
         const char sr = single_ ? 'S' : 'D';
@@ -256,6 +264,7 @@ private:
     std::vector<std::vector<double>> rowsD_, rowsS_;
     std::ostringstream body_;
     bool usesScaleD_ = false;
+    int conversions_ = 0;
 };
 
 }  // namespace
@@ -281,27 +290,81 @@ std::vector<int> lanePackClasses(const KernelDag& k) {
     return cls;
 }
 
-int laneSpillBytes(const Dag& d, const WideProgram& w, int registers, int registerBytes) {
+int laneSpillBytes(const KernelDag& k, const WideProgram& w, int registers, int registerBytes) {
+    const Dag& d = k.dag;
     const std::vector<int> order = wideOrder(d, w, registers);
-    std::vector<int> pos(w.nodes.size(), 0), last(w.nodes.size(), -1);
-    for (std::size_t t = 0; t < order.size(); ++t) pos[static_cast<std::size_t>(order[t])] = static_cast<int>(t);
-    for (std::size_t i = 0; i < w.nodes.size(); ++i)
+    const std::size_t n = w.nodes.size();
+    std::vector<int> pos(n, 0), last(n, -1);
+    int lastLoad = 0;
+    for (std::size_t t = 0; t < order.size(); ++t) {
+        pos[static_cast<std::size_t>(order[t])] = static_cast<int>(t);
+        if (w.nodes[static_cast<std::size_t>(order[t])].kind == WideNode::Load) lastLoad = static_cast<int>(t);
+    }
+    for (std::size_t i = 0; i < n; ++i)
         for (int o : {w.nodes[i].a, w.nodes[i].b})
             if (o >= 0) last[static_cast<std::size_t>(o)] = std::max(last[static_cast<std::size_t>(o)], pos[i]);
-    // Stored values stay live to the end (their stores wait for the last load).
+    // A stored value waits for the last load (src == dst), then leaves.
     for (const Output& o : d.outputs()) {
         const int p = w.place.at(static_cast<std::size_t>(o.id)).node;
-        if (p >= 0) last[static_cast<std::size_t>(p)] = static_cast<int>(order.size());
+        if (p >= 0) last[static_cast<std::size_t>(p)] = std::max({last[static_cast<std::size_t>(p)], pos[static_cast<std::size_t>(p)], lastLoad});
+    }
+    // Live ranges [from, to] in the order: the values, and in a 32f kernel
+    // the widened copy of a single register, from its first use in double
+    // to its last.
+    std::vector<std::pair<int, int>> ranges;
+    for (std::size_t i = 0; i < n; ++i) {
+        if (last[i] < 0) continue;
+        if (w.nodes[i].kind != WideNode::Load) ranges.emplace_back(pos[i], last[i]);
+        // Until the last load no store has been made, so a loaded value can
+        // be read again from src rather than kept: it occupies a register
+        // only from then on.
+        else if (last[i] > lastLoad) ranges.emplace_back(lastLoad, last[i]);
+    }
+    if (isSingle(k.desc.type)) {
+        const PrecisionPlan p = analysePrecision(d, singleConstantsOf(k.desc));
+        std::vector<char> single(n, 1);
+        std::vector<int> firstD(n, -1), lastD(n, -1);
+        for (int i : order) {
+            const WideNode& x = w.nodes[static_cast<std::size_t>(i)];
+            if (x.kind == WideNode::Gather) {
+                single[static_cast<std::size_t>(i)] = single[static_cast<std::size_t>(x.a)];
+                continue;
+            }
+            if (x.kind != WideNode::Apply) continue;
+            int b0 = -1;
+            for (int b : x.base)
+                if (b >= 0) {
+                    b0 = b;
+                    break;
+                }
+            const auto bi = static_cast<std::size_t>(b0);
+            single[static_cast<std::size_t>(i)] = !p.dbl[bi] || p.rounded[bi];
+            if (!p.dbl[bi]) continue;
+            for (int o : {x.a, x.b})
+                if (o >= 0 && single[static_cast<std::size_t>(o)]) {
+                    const auto oi = static_cast<std::size_t>(o);
+                    if (firstD[oi] < 0) firstD[oi] = pos[static_cast<std::size_t>(i)];
+                    lastD[oi] = pos[static_cast<std::size_t>(i)];
+                }
+        }
+        for (std::size_t i = 0; i < n; ++i)
+            if (firstD[i] >= 0) ranges.emplace_back(firstD[i], lastD[i]);
     }
     std::vector<int> delta(order.size() + 2, 0);
-    for (std::size_t i = 0; i < w.nodes.size(); ++i) {
-        if (last[i] < 0) continue;
-        ++delta[static_cast<std::size_t>(pos[i])];
-        --delta[static_cast<std::size_t>(last[i]) + 1];
+    for (const auto& [from, to] : ranges) {
+        ++delta[static_cast<std::size_t>(from)];
+        --delta[static_cast<std::size_t>(to) + 1];
     }
     int live = 0, most = 0;
     for (int x : delta) most = std::max(most, live += x);
     return std::max(0, most - registers) * registerBytes;
+}
+
+int laneConversions(const KernelDag& k, const WideProgram& packed) {
+    if (!isSingle(k.desc.type)) return 0;
+    LanePrinter p(k, packed, "T", packed.slots, kRegistersX8664);
+    p.print();
+    return p.conversions();
 }
 
 BodyInfo printLanes(const KernelDag& k, const WideProgram& packed, const std::string& type, int singleLanes,

@@ -36,8 +36,13 @@ std::vector<double> singleConstantsOf(const KernelDesc& k);
 BodyInfo printLanes(const KernelDag& k, const WideProgram& packed, const std::string& type, int singleLanes,
                     int registers);
 // The stack a packed program is likely to need: the values live at once
-// beyond the registers, each of `registerBytes`.
-int laneSpillBytes(const Dag& d, const WideProgram& w, int registers, int registerBytes);
+// beyond the registers, each of `registerBytes`. A 32f kernel's widened
+// copies of single registers count as values of their own.
+int laneSpillBytes(const KernelDag& k, const WideProgram& w, int registers, int registerBytes);
+// The conversions between single and double registers that a packed 32f
+// program makes (widenings and roundings, each of a whole register); 0 for
+// a 64f kernel. With one slot, those of the one-value kernel.
+int laneConversions(const KernelDag& k, const WideProgram& packed);
 // The classes under which a scalar kernel's values may share a register:
 // for 32f, values whose operations and operands agree in precision.
 std::vector<int> lanePackClasses(const KernelDag& k);

@@ -20,13 +20,16 @@ double cost(const WideProgram::Stats& s, int slots) {
     return s.applies * passes + s.gathers * kGatherCost;
 }
 
-// The cost of a scalar kernel packed into `slots` lanes: its operations,
-// each counted as many times as the data path passes over its double
-// register, and its gathers.
-double laneCost(const WideProgram::Stats& s, int slots) {
-    if (slots == 1) return s.applies;
-    const int passes = (8 * slots + kDatapathBytes - 1) / kDatapathBytes;
-    return s.applies * passes + s.gathers * kGatherCost;
+// The cost of a scalar kernel packed into lanes: its operations, each
+// counted as many times as the data path passes over its double register,
+// its gathers, and in a 32f kernel its conversions between single and
+// double registers (one lane each in the one-value kernel).
+double laneCost(const KernelDag& k, const WideProgram& w, const LanePacking* p) {
+    const WideProgram::Stats s = w.stats();
+    const int conversions = laneConversions(k, w);
+    if (p == nullptr) return s.applies + conversions;
+    const int passes = (8 * p->slots + kDatapathBytes - 1) / kDatapathBytes;
+    return s.applies * passes + s.gathers * p->gatherCost + conversions * conversionCost(p->slots);
 }
 
 }  // namespace
@@ -48,13 +51,13 @@ std::vector<VariantBuild> buildVariants(const KernelDag& k, const SchemeRow& s) 
             WideProgram used;
             if (s.id != SchemeId::Scalar32fc) {
                 const std::vector<int> classes = lanePackClasses(k);
-                double usedCost = laneCost(v.stats, 1);
+                const int spillLimit = single ? kLaneSpillBytes32 : kLaneSpillBytes64;
+                double usedCost = laneCost(k, packDag(k.dag, 1, classes), nullptr);
                 for (const LanePacking& p : row.lanes) {
                     if (p.slots == 0) break;
                     WideProgram w = packDag(k.dag, p.slots, classes);
-                    const double c = laneCost(w.stats(), p.slots);
-                    if (c <= row.maxShare * usedCost &&
-                        laneSpillBytes(k.dag, w, row.registers, 8 * p.slots) <= kLaneSpillBytes) {
+                    const double c = laneCost(k, w, &p);
+                    if (c <= row.maxShare * usedCost && laneSpillBytes(k, w, row.registers, 8 * p.slots) <= spillLimit) {
                         chosen = &p;
                         used = std::move(w);
                         usedCost = c;
