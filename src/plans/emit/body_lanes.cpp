@@ -22,8 +22,9 @@ namespace {
 
 class LanePrinter {
 public:
-    LanePrinter(const KernelDag& k, const WideProgram& w, const std::string& type, int singleLanes, int registers)
-        : k_(k), d_(k.dag), w_(w), type_(type), registers_(registers), P_(w.slots), LS_(singleLanes),
+    LanePrinter(const KernelDag& k, const WideProgram& w, const std::string& type, int singleLanes, int registers,
+                bool chains)
+        : k_(k), d_(k.dag), w_(w), type_(type), registers_(registers), chains_(chains), P_(w.slots), LS_(singleLanes),
           single_(isSingle(k.desc.type)),
           p_(single_ ? analysePrecision(d_, singleConstantsOf(k.desc)) : PrecisionPlan{}) {}
 
@@ -38,7 +39,7 @@ public:
         int loadsLeft = 0;
         for (const WideNode& n : w_.nodes) loadsLeft += n.kind == WideNode::Load;
         std::vector<int> waiting;  // packs whose stores wait for the last load
-        for (int i : wideOrder(d_, w_, registers_)) {
+        for (int i : wideOrder(d_, w_, registers_, chains_)) {
             const WideNode& n = w_.nodes[static_cast<std::size_t>(i)];
             const std::string e = expr(i, n);
             body_ << "    const auto " << wv(i) << " = " << e << ";\n";
@@ -256,7 +257,9 @@ private:
     const Dag& d_;
     const WideProgram& w_;
     const std::string type_;
-    const int registers_, P_, LS_;
+    const int registers_;
+    const bool chains_;
+    const int P_, LS_;
     const bool single_;
     const PrecisionPlan p_;
     std::vector<char> rep_;  // by wide node: 'S' single register, 'D' double register
@@ -290,9 +293,9 @@ std::vector<int> lanePackClasses(const KernelDag& k) {
     return cls;
 }
 
-int laneSpillBytes(const KernelDag& k, const WideProgram& w, int registers, int registerBytes) {
+int laneSpillBytes(const KernelDag& k, const WideProgram& w, int registers, int registerBytes, bool chains) {
     const Dag& d = k.dag;
-    const std::vector<int> order = wideOrder(d, w, registers);
+    const std::vector<int> order = wideOrder(d, w, registers, chains);
     const std::size_t n = w.nodes.size();
     std::vector<int> pos(n, 0), last(n, -1);
     int lastLoad = 0;
@@ -362,14 +365,14 @@ int laneSpillBytes(const KernelDag& k, const WideProgram& w, int registers, int 
 
 int laneConversions(const KernelDag& k, const WideProgram& packed) {
     if (!isSingle(k.desc.type)) return 0;
-    LanePrinter p(k, packed, "T", packed.slots, kRegistersX8664);
+    LanePrinter p(k, packed, "T", packed.slots, kRegistersX8664, false);
     p.print();
     return p.conversions();
 }
 
 BodyInfo printLanes(const KernelDag& k, const WideProgram& packed, const std::string& type, int singleLanes,
-                    int registers) {
-    return LanePrinter(k, packed, type, singleLanes, registers).print();
+                    int registers, bool chains) {
+    return LanePrinter(k, packed, type, singleLanes, registers, chains).print();
 }
 
 }  // namespace qrbgen::plans

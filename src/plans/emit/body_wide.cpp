@@ -229,7 +229,7 @@ private:
 // kernels for the variant's registers, each pack placed by the earliest DAG
 // node it computes; loads and gathers wait until nothing else is ready, so
 // that each sits right before its first use.
-std::vector<int> wideOrder(const Dag& d, const WideProgram& w, int registers) {
+std::vector<int> wideOrder(const Dag& d, const WideProgram& w, int registers, bool chains) {
     const std::size_t n = w.nodes.size();
     ListGraph g;
     g.operands.resize(n);
@@ -245,7 +245,7 @@ std::vector<int> wideOrder(const Dag& d, const WideProgram& w, int registers) {
         g.key[i] = first >= d.outputSide() ? first - (1LL << 40) : first;
         g.late[i] = x.kind != WideNode::Apply;
     }
-    return listOrder(g, {registers});
+    return chains ? listOrderBy(g, SchedulePolicy::Critical) : listOrder(g, {registers});
 }
 
 BodyInfo printWide(const KernelDag& k, const WideProgram& w, const std::string& type, int align, int registers) {

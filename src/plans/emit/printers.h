@@ -34,11 +34,11 @@ std::vector<double> singleConstantsOf(const KernelDesc& k);
 // lanes; `packed` is the packing of the kernel's DAG, made with
 // lanePackClasses for a 32f kernel.
 BodyInfo printLanes(const KernelDag& k, const WideProgram& packed, const std::string& type, int singleLanes,
-                    int registers);
+                    int registers, bool chains = false);
 // The stack a packed program is likely to need: the values live at once
 // beyond the registers, each of `registerBytes`. A 32f kernel's widened
 // copies of single registers count as values of their own.
-int laneSpillBytes(const KernelDag& k, const WideProgram& w, int registers, int registerBytes);
+int laneSpillBytes(const KernelDag& k, const WideProgram& w, int registers, int registerBytes, bool chains = false);
 // The conversions between single and double registers that a packed 32f
 // program makes (widenings and roundings, each of a whole register); 0 for
 // a 64f kernel. With one slot, those of the one-value kernel.
@@ -48,8 +48,9 @@ int laneConversions(const KernelDag& k, const WideProgram& packed);
 std::vector<int> lanePackClasses(const KernelDag& k);
 
 // The order in which a packed program is printed: the list schedule of the
-// 16-byte kernels (emit/schedule.h) for `registers` registers.
-std::vector<int> wideOrder(const Dag& d, const WideProgram& w, int registers);
+// 16-byte kernels (emit/schedule.h) for `registers` registers, or with
+// `chains` the one that starts the longest chains first.
+std::vector<int> wideOrder(const Dag& d, const WideProgram& w, int registers, bool chains = false);
 
 // A packed kernel as operations of the wide register type `type` (from the
 // instruction set's header), its constant rows aligned to `align` bytes,

@@ -7,14 +7,15 @@
 
 namespace qrbgen::plans {
 
-namespace {
-
 // A list schedule under one policy. Among the ready nodes the first key
 // decides, output side before the rest; `late` nodes only when nothing else
 // is ready. Under Plain the creation order follows; under Recent the node
 // whose operands were touched last comes first, so that a value is used up
 // while it is still in a register (the outputs of a direct leaf, for
 // example, take their terms one operand at a time across all outputs).
+// Under Critical the node with the longest chain of operations ahead comes
+// first, whatever its side: dependent work starts early, and values that
+// wait for an output side late.
 std::vector<int> listOrderBy(const ListGraph& g, SchedulePolicy policy) {
     const std::size_t n = g.operands.size();
     std::vector<int> waiting(n, 0);
@@ -34,6 +35,11 @@ std::vector<int> listOrderBy(const ListGraph& g, SchedulePolicy policy) {
         for (int o : g.operands[i]) f += usesLeft[static_cast<std::size_t>(o)] == 1;
         return f - (users[i].empty() ? 0 : 1);
     };
+    // Operations on the longest path from a node to the end of the graph.
+    std::vector<int> height(n, 0);
+    if (policy == SchedulePolicy::Critical)
+        for (std::size_t i = n; i-- > 0;)
+            for (int u : users[i]) height[i] = std::max(height[i], height[static_cast<std::size_t>(u)] + 1);
     std::vector<int> ready, order;
     for (std::size_t i = 0; i < n; ++i)
         if (waiting[i] == 0) ready.push_back(static_cast<int>(i));
@@ -46,6 +52,10 @@ std::vector<int> listOrderBy(const ListGraph& g, SchedulePolicy policy) {
         std::size_t best = 0;
         for (std::size_t r = 1; r < ready.size(); ++r) {
             const auto a = static_cast<std::size_t>(ready[r]), b = static_cast<std::size_t>(ready[best]);
+            if (policy == SchedulePolicy::Critical) {
+                if (height[a] != height[b] ? height[a] > height[b] : g.key[a] < g.key[b]) best = r;
+                continue;
+            }
             if (g.late[a] != g.late[b]) {
                 if (!g.late[a]) best = r;
                 continue;
@@ -87,8 +97,6 @@ std::vector<int> listOrderBy(const ListGraph& g, SchedulePolicy policy) {
     if (order.size() != n) throw std::logic_error("list schedule: a cycle");
     return order;
 }
-
-}  // namespace
 
 int stackTraffic(const ListGraph& g, const std::vector<int>& order, int registers) {
     const std::size_t n = g.operands.size();

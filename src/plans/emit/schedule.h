@@ -39,10 +39,13 @@ enum class SchedulePolicy {
     Recent,  // operands touched last, then lowest key
     Frees,   // most values whose life it ends, less the one it starts; then lowest key
     FreesRecent,  // as Frees, then as Recent
+    Critical,  // the longest chain of operations still ahead, then lowest key
 };
 // The order of the policy whose schedule moves the fewest values through
 // the stack, summed over the register counts given.
 std::vector<int> listOrder(const ListGraph& g, const std::vector<int>& registers);
+// The order of one policy.
+std::vector<int> listOrderBy(const ListGraph& g, SchedulePolicy policy);
 
 // Values an allocator with `registers` registers moves through the stack
 // under an order: reloads, and a store for each value evicted (the one

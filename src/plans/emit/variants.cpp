@@ -49,6 +49,7 @@ std::vector<VariantBuild> buildVariants(const KernelDag& k, const SchemeRow& s) 
             v.stats = packDag(k.dag, 1).stats();
             const LanePacking* chosen = nullptr;
             WideProgram used;
+            bool chains = false;
             if (s.id != SchemeId::Scalar32fc) {
                 const std::vector<int> classes = lanePackClasses(k);
                 const int spillLimit = single ? kLaneSpillBytes32 : kLaneSpillBytes64;
@@ -57,7 +58,17 @@ std::vector<VariantBuild> buildVariants(const KernelDag& k, const SchemeRow& s) 
                     if (p.slots == 0) break;
                     WideProgram w = packDag(k.dag, p.slots, classes);
                     const double c = laneCost(k, w, &p);
-                    if (c <= row.maxShare * usedCost && laneSpillBytes(k, w, row.registers, 8 * p.slots) <= spillLimit) {
+                    if (c > row.maxShare * usedCost) continue;
+                    // The usual order, or where that keeps too many values
+                    // alive, the one that starts the longest chains first
+                    // (which ends values sooner in some networks).
+                    bool fits = false;
+                    for (bool ch : {false, true})
+                        if (!fits && laneSpillBytes(k, w, row.registers, 8 * p.slots, ch) <= spillLimit) {
+                            fits = true;
+                            chains = ch;
+                        }
+                    if (fits) {
                         chosen = &p;
                         used = std::move(w);
                         usedCost = c;
@@ -67,7 +78,7 @@ std::vector<VariantBuild> buildVariants(const KernelDag& k, const SchemeRow& s) 
             if (chosen != nullptr) {
                 v.slots = chosen->slots;
                 v.stats = used.stats();
-                body = printLanes(k, used, chosen->type, chosen->singleLanes, row.registers);
+                body = printLanes(k, used, chosen->type, chosen->singleLanes, row.registers, chains);
             } else {
                 body = printScalar(k, s, "qrbg::wide");
             }
