@@ -9,6 +9,7 @@
 #include <cstring>
 #include <random>
 #include <set>
+#include <string>
 
 #include "emit/printers.h"
 #include "ir/pack.h"
@@ -210,6 +211,34 @@ TEST(Packing, SinglePrecisionClassesStayApart) {
             }
         }
     }
+}
+
+// The conversions between single and double that the cost of a packing
+// counts: for the one-value form they are those the scalar printer writes,
+// each single value widened once and each double expression rounded once at
+// its root; a 64f kernel has none.
+TEST(Packing, ConversionsAreThoseTheScalarKernelMakes) {
+    for (Kind kind : {Kind::RToCCS, Kind::CCSToR, Kind::Hartley})
+        for (int n : {5, 9, 13, 16, 36}) {
+            const KernelDesc k{kind, Type::F32, n, false};
+            const KernelDag kd = buildKernel(k, schemeFor(k));
+            const std::string text = printScalar(kd, schemeFor(k)).text;
+            int narrowed = 0;
+            std::set<std::string> widened;
+            for (std::size_t at = 0; (at = text.find("static_cast<", at)) != std::string::npos; ++at) {
+                if (text.compare(at, 19, "static_cast<float>(") == 0) ++narrowed;
+                if (text.compare(at, 20, "static_cast<double>(") != 0) continue;
+                const std::size_t from = at + 20, to = text.find(')', from);
+                const std::string v = text.substr(from, to - from);
+                if (v != "s") widened.insert(v);
+            }
+            EXPECT_GT(narrowed, 0) << kernelName(k);
+            const int counted = laneConversions(kd, packDag(kd.dag, 1, lanePackClasses(kd)));
+            EXPECT_EQ(counted, narrowed + static_cast<int>(widened.size())) << kernelName(k);
+            const KernelDesc k64{kind, Type::F64, n, false};
+            const KernelDag kd64 = buildKernel(k64, schemeFor(k64));
+            EXPECT_EQ(laneConversions(kd64, packDag(kd64.dag, 4)), 0) << kernelName(k64);
+        }
 }
 
 // The sub-transforms of the real splits are declared as instances: the
