@@ -1,16 +1,17 @@
 // libqrbcore: the allocation service of the transform library.
 //
 // The WHT kernels (when called without scratch) and the DCT-IV InitAlloc and
-// Free are its only users. Blocks are aligned to 32 bytes so that a DCT-IV
-// arena placed in one needs no repair and vector scratch can use aligned
-// moves. The C library's allocator is thread-safe, so these are too.
+// Free are its only users. Blocks are aligned to 64 bytes: a DCT-IV arena
+// placed in one needs no repair, vector scratch can use aligned moves, and
+// the plan's long scratch arrays start on cache lines, which the streaming
+// stores of long transforms need to write whole lines. The C library's allocator is thread-safe, so these are too.
 #include <cstdint>
 #include <cstdlib>
 
 #define QRBCORE_API extern "C" __attribute__((visibility("default")))
 
 namespace {
-constexpr std::size_t kAlignment = 32;
+constexpr std::size_t kAlignment = 64;
 }
 
 QRBCORE_API void* qrbMalloc(std::int32_t size) {

@@ -258,4 +258,29 @@ TYPED_TEST(Dct4Api, SameBitsAtAnyPlaceWithinReportedSize) {
     }
 }
 
+// From 4 MiB of data on, compute writes whole cache lines around the
+// caches, and only where the lines are whole: a plan block or a destination
+// off a line boundary takes ordinary stores. Both ways give the same bits,
+// with nothing written outside the destination.
+TYPED_TEST(Dct4Api, StreamedLengthsGiveSameBitsAtEveryLineOffset) {
+    using T = TypeParam;
+    const int32_t N = static_cast<int32_t>((4 << 20) / sizeof(T));
+    int32_t size = 0;
+    ASSERT_EQ(Api<T>::getSize(N, &size), StatusOk);
+    const std::size_t bytes = N * sizeof(T);
+    const auto x = qrbtest::randomReals<T>(N, 77);
+    std::vector<T> ref;
+    for (std::size_t blockOff : {0, 32})
+        for (std::size_t dstOff : {0, 16, 32}) {
+            if (blockOff != 0 && dstOff != 0) continue;
+            qrbtest::Buffer block(static_cast<std::size_t>(size), blockOff), dst(bytes, dstOff);
+            Dct4Spec* spec = nullptr;
+            ASSERT_EQ(Api<T>::init(&spec, N, block.data()), StatusOk);
+            ASSERT_EQ(Api<T>::run(x.data(), dst.as<T>(), spec), StatusOk);
+            EXPECT_TRUE(dst.guardsIntact()) << blockOff << " " << dstOff;
+            if (ref.empty()) ref.assign(dst.as<T>(), dst.as<T>() + N);
+            EXPECT_TRUE(qrbtest::sameBits(ref.data(), dst.data(), bytes)) << blockOff << " " << dstOff;
+        }
+}
+
 }  // namespace

@@ -29,7 +29,7 @@ TEST(CoreAllocator, AlignmentAndBadSizes) {
     for (int size : {1, 31, 32, 1000, 1 << 20}) {
         void* p = qrbMalloc(size);
         ASSERT_NE(p, nullptr) << size;
-        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(p) % 32, 0u) << size;
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(p) % 64, 0u) << size;
         std::memset(p, 0x5a, static_cast<std::size_t>(size));
         qrbFree(p);
     }
