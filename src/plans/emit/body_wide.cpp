@@ -20,8 +20,8 @@ std::string wv(int id) { return "w" + std::to_string(id); }
 
 class WidePrinter {
 public:
-    WidePrinter(const KernelDag& k, const WideProgram& w, const std::string& type, int align, int registers)
-        : k_(k), d_(k.dag), w_(w), type_(type), align_(align), registers_(registers), P_(w.slots),
+    WidePrinter(const KernelDag& k, const WideProgram& w, const std::string& type, int align, int registers, bool chains)
+        : k_(k), d_(k.dag), w_(w), type_(type), align_(align), registers_(registers), chains_(chains), P_(w.slots),
           single_(isSingle(k.desc.type)), L_(single_ ? 4 : 2) {}
 
     BodyInfo print() {
@@ -34,7 +34,7 @@ public:
             if (p.node < 0) throw std::logic_error("an output without a place in the wide program");
             stores[p.node].push_back(o);
         }
-        for (int i : wideOrder(d_, w_, registers_)) {
+        for (int i : wideOrder(d_, w_, registers_, chains_)) {
             const WideNode& n = w_.nodes[static_cast<std::size_t>(i)];
             body << "    const auto " << wv(i) << " = " << expr(n) << ";\n";
             auto it = stores.find(i);
@@ -217,7 +217,9 @@ private:
     const Dag& d_;
     const WideProgram& w_;
     const std::string type_;
-    const int align_, registers_, P_;
+    const int align_, registers_;
+    const bool chains_;
+    const int P_;
     const bool single_;
     const int L_;  // lanes of one slot
     std::vector<std::vector<double>> rows_;
@@ -225,11 +227,12 @@ private:
 
 }  // namespace
 
-// The order of the wide operations: the list schedule of the 16-byte
-// kernels for the variant's registers, each pack placed by the earliest DAG
-// node it computes; loads and gathers wait until nothing else is ready, so
-// that each sits right before its first use.
-std::vector<int> wideOrder(const Dag& d, const WideProgram& w, int registers, bool chains) {
+namespace {
+
+// The wide operations as a list-schedule graph: each pack keyed by the
+// earliest DAG node it computes; loads and gathers wait until nothing else
+// is ready, so that each sits right before its first use.
+ListGraph wideGraph(const Dag& d, const WideProgram& w) {
     const std::size_t n = w.nodes.size();
     ListGraph g;
     g.operands.resize(n);
@@ -245,11 +248,27 @@ std::vector<int> wideOrder(const Dag& d, const WideProgram& w, int registers, bo
         g.key[i] = first >= d.outputSide() ? first - (1LL << 40) : first;
         g.late[i] = x.kind != WideNode::Apply;
     }
+    return g;
+}
+
+}  // namespace
+
+// The order of the wide operations: the list schedule of the 16-byte
+// kernels for the variant's registers, or the one that starts the longest
+// chains first.
+std::vector<int> wideOrder(const Dag& d, const WideProgram& w, int registers, bool chains) {
+    const ListGraph g = wideGraph(d, w);
     return chains ? listOrderBy(g, SchedulePolicy::Critical) : listOrder(g, {registers});
 }
 
-BodyInfo printWide(const KernelDag& k, const WideProgram& w, const std::string& type, int align, int registers) {
-    return WidePrinter(k, w, type, align, registers).print();
+int wideStackTraffic(const Dag& d, const WideProgram& w, int registers, bool chains) {
+    const ListGraph g = wideGraph(d, w);
+    return stackTraffic(g, chains ? listOrderBy(g, SchedulePolicy::Critical) : listOrder(g, {registers}), registers);
+}
+
+BodyInfo printWide(const KernelDag& k, const WideProgram& w, const std::string& type, int align, int registers,
+                   bool chains) {
+    return WidePrinter(k, w, type, align, registers, chains).print();
 }
 
 }  // namespace qrbgen::plans

@@ -52,10 +52,15 @@ std::vector<int> lanePackClasses(const KernelDag& k);
 // `chains` the one that starts the longest chains first.
 std::vector<int> wideOrder(const Dag& d, const WideProgram& w, int registers, bool chains = false);
 
+// Values moved through the stack by an allocator with `registers` registers
+// under that order (see stackTraffic in emit/schedule.h).
+int wideStackTraffic(const Dag& d, const WideProgram& w, int registers, bool chains);
+
 // A packed kernel as operations of the wide register type `type` (from the
 // instruction set's header), its constant rows aligned to `align` bytes,
-// scheduled for a processor with `registers` vector registers.
-BodyInfo printWide(const KernelDag& k, const WideProgram& w, const std::string& type, int align, int registers);
+// printed in wideOrder for a processor with `registers` vector registers.
+BodyInfo printWide(const KernelDag& k, const WideProgram& w, const std::string& type, int align, int registers,
+                   bool chains = false);
 
 // The frame around a body: the exported function with its argument tests in
 // order, the flag's scale, the choice of memory form and the unaligned twin.

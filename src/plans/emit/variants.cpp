@@ -102,7 +102,10 @@ std::vector<VariantBuild> buildVariants(const KernelDag& k, const SchemeRow& s) 
             }
             v.slots = chosen->slots;
             v.stats = used.stats();
-            body = printWide(k, used, single ? chosen->type32 : chosen->type64, row.align, row.registers);
+            const bool chains = row.registers >= kCriticalRegisters &&
+                                wideStackTraffic(k.dag, used, row.registers, true) <=
+                                    kCriticalTrafficShare * static_cast<double>(used.nodes.size());
+            body = printWide(k, used, single ? chosen->type32 : chosen->type64, row.align, row.registers, chains);
         }
         v.text = "// " + kernelName(k.desc) + ", " + row.name + " variant: plan " + k.plan + ", " +
                  std::to_string(v.slots) + " slot" + (v.slots > 1 ? "s" : "") + " per register\n" + body.text +
