@@ -4,7 +4,8 @@
 // Free are its only users. Blocks are aligned to 64 bytes: a DCT-IV arena
 // placed in one needs no repair, vector scratch can use aligned moves, and
 // the plan's long scratch arrays start on cache lines, which the streaming
-// stores of long transforms need to write whole lines. The C library's allocator is thread-safe, so these are too.
+// stores of long transforms need to write whole lines. The C library's
+// allocator is thread-safe, so these are too.
 #include <cstdint>
 #include <cstdlib>
 

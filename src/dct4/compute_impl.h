@@ -66,10 +66,10 @@ bool streamed(I32 N) {
 
 // Streaming stores pay only in whole lines: the write-combining buffers of
 // a run that straddles two lines are flushed half full, and such a run costs
-// more than a store through the caches (at 2^20 points a destination 16 or
-// 32 bytes off a line boundary made compute 20 to 45 % slower). Rows that
-// start `stride` elements apart from p on are written a line at a time;
-// they stream only where every one of them starts on a line.
+// more than a store through the caches (a plan block 32 bytes off a line
+// made 2^19 points in 64f 26 % slower, a destination off a line up to 10 %).
+// Rows that start `stride` elements apart from p on are written a line at a
+// time; they stream only where every one of them starts on a line.
 template <class T>
 bool wholeLines(const T* p, I32 stride) {
     return reinterpret_cast<std::uintptr_t>(p) % 64 == 0 && std::int64_t(stride) * I32(sizeof(T)) % 64 == 0;

@@ -161,7 +161,7 @@ inline constexpr int kLaneSpillBytes32 = 800;
 // Zen 4: the AVX-512 variants so printed ran about 5 % faster (geometric
 // means over the lengths it takes), 36_32fc 20 %; with a share of 0.9 the
 // 62- and 64-point 64fc kernels ran 15 to 30 % slower, and with 16
-// registers (AVX2) most kernels from 36 points on ran 10 to 40 % slower.
+// registers (AVX2) most kernels from 36 points on ran 10 to 50 % slower.
 inline constexpr int kCriticalRegisters = 32;
 inline constexpr double kCriticalTrafficShare = 0.4;
 
