@@ -1,7 +1,8 @@
 // Complex kernels against FFTW 3 at the same length and precision, every
 // form of our kernel side by side: the 16-byte form (sse2) and each wide
 // variant this processor runs, called directly, and FFTW's plan made with
-// FFTW_MEASURE and executed with fftw_execute_dft. All on the same 64-byte
+// FFTW_MEASURE (the fastest of several plannings, see bench_common.h) and
+// executed with fftw_execute_dft. All on the same 64-byte
 // aligned arrays, ours under ScaleNone.
 //
 // Benchmarks are named <family>/<form>/<N>, family dft32fc-fwd, dft32fc-inv,
@@ -56,6 +57,7 @@ struct Fftw<float> {
                           static_cast<fftwf_complex*>(out));
     }
     static void destroy(void* p) { fftwf_destroy_plan(static_cast<fftwf_plan>(p)); }
+    static void forget() { fftwf_forget_wisdom(); }
     static constexpr const char* name = "dft32fc";
 };
 template <>
@@ -71,6 +73,7 @@ struct Fftw<double> {
         fftw_execute_dft(static_cast<fftw_plan>(p), static_cast<fftw_complex*>(in), static_cast<fftw_complex*>(out));
     }
     static void destroy(void* p) { fftw_destroy_plan(static_cast<fftw_plan>(p)); }
+    static void forget() { fftw_forget_wisdom(); }
     static constexpr const char* name = "dft64fc";
 };
 
@@ -122,7 +125,14 @@ void peer(benchmark::State& st, int n, int sign) {
     using F = Fftw<T>;
     void* in = F::alloc(n);
     void* out = F::alloc(n);
-    void* p = F::plan(n, in, out, sign);  // FFTW_MEASURE overwrites the arrays
+    void* p = qrbbench::fastestPlan(
+        [&] {
+            F::forget();
+            void* q = F::plan(n, in, out, sign);  // FFTW_MEASURE overwrites the arrays
+            fill<T>(in, n);
+            return q;
+        },
+        [&](void* q) { F::exec(q, in, out); }, F::destroy);
     fill<T>(in, n);
     timeBatches(st, [&] {
         F::exec(p, in, out);
