@@ -1,8 +1,8 @@
 # Reads the compiler's stack-usage report of the generated kernels and holds
 # every kernel, and every call through the unaligned twin (the exported
 # kernel's frame plus the twin's), below its limit: COMPLEX_LIMIT bytes for
-# the complex kernels, LIMIT for the others. A frame of dynamic size fails
-# too.
+# the complex kernels, LIMIT for the others (WIDE_LIMIT, where given, for
+# their wide variants). A frame of dynamic size fails too.
 file(GLOB reports ${OBJDIR}/gen/kernels/*.su)
 if(NOT reports)
   message(FATAL_ERROR "no stack-usage reports under ${OBJDIR}/gen/kernels")
@@ -52,6 +52,8 @@ foreach(entry IN LISTS kernels)
   set(limit ${LIMIT})
   if(kernel MATCHES "_CToC_")
     set(limit ${COMPLEX_LIMIT})
+  elseif(DEFINED WIDE_LIMIT AND entry MATCHES "_(avx2|avx512)$")
+    set(limit ${WIDE_LIMIT})
   endif()
   if(NOT total LESS limit)
     message(FATAL_ERROR "${entry}: ${total} bytes of stack through its unaligned form, limit ${limit}")
