@@ -225,10 +225,6 @@ private:
     std::vector<std::vector<double>> rows_;
 };
 
-}  // namespace
-
-namespace {
-
 // The wide operations as a list-schedule graph: each pack keyed by the
 // earliest DAG node it computes; loads and gathers wait until nothing else
 // is ready, so that each sits right before its first use.
@@ -262,8 +258,7 @@ std::vector<int> wideOrder(const Dag& d, const WideProgram& w, int registers, bo
 }
 
 int wideStackTraffic(const Dag& d, const WideProgram& w, int registers, bool chains) {
-    const ListGraph g = wideGraph(d, w);
-    return stackTraffic(g, chains ? listOrderBy(g, SchedulePolicy::Critical) : listOrder(g, {registers}), registers);
+    return stackTraffic(wideGraph(d, w), wideOrder(d, w, registers, chains), registers);
 }
 
 BodyInfo printWide(const KernelDag& k, const WideProgram& w, const std::string& type, int align, int registers,
